@@ -1,0 +1,63 @@
+# Front door to the CMake presets. `make demo` and `make test` work on a fresh
+# machine: both install the Debian packages the build needs first.
+JOBS ?= 2
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+
+PACKAGES := cmake ninja-build g++ clang pkg-config libicu-dev icu-devtools \
+	libxerces-c-dev rapidjson-dev libboost-dev libgtest-dev libgmock-dev \
+	libbenchmark-dev libspdlog-dev liblog4cxx-dev
+
+.PHONY: all deps build test demo bench asan tsan fuzz install clean
+
+all: build
+
+deps:
+	@missing=$$(for p in $(PACKAGES); do \
+	    dpkg-query -W -f='$${Status}\n' $$p 2>/dev/null | grep -q 'install ok installed' || echo $$p; \
+	  done); \
+	if [ -n "$$missing" ]; then \
+	  echo "Installing:" $$missing; \
+	  SUDO=$$( [ "$$(id -u)" = 0 ] || echo sudo ); \
+	  $$SUDO apt-get update -qq && \
+	  DEBIAN_FRONTEND=noninteractive $$SUDO apt-get install -y -qq $$missing; \
+	fi
+
+build/%/build.ninja: | deps
+	cmake --preset $*
+
+build: deps build/release/build.ninja
+	cmake --build --preset release -j $(JOBS)
+
+test: build
+	ctest --preset release -j $(JOBS)
+
+demo: build
+	./build/release/examples/qzdemo
+
+bench: deps build/bench/build.ninja
+	cmake --build --preset bench -j $(JOBS)
+	@echo "Benchmarks built in build/bench/bench; run them one at a time, e.g. build/bench/bench/bench_logging"
+
+asan: deps build/asan/build.ninja
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+tsan: deps build/tsan/build.ninja
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
+
+fuzz: deps build/fuzz/build.ninja
+	cmake --build --preset fuzz -j $(JOBS)
+	@set -e; for f in build/fuzz/fuzz/fuzz_*; do \
+	  [ -x "$$f" ] || continue; n=$$(basename $$f); \
+	  mkdir -p build/fuzz/corpus/$$n; \
+	  echo "== $$n ($(FUZZ_SECONDS)s)"; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$n fuzz/corpus/$$n; \
+	done
+
+install: build
+	cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	rm -rf build

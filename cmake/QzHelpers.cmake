@@ -1,0 +1,59 @@
+# The project's own build helpers: module folders, tests and benchmarks call
+# these and nothing else.
+
+# qz_add_sources(file...): adds sources of the calling folder to libqzlib.
+function(qz_add_sources)
+  foreach(src IN LISTS ARGN)
+    target_sources(qzlib PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${src})
+  endforeach()
+endfunction()
+
+# qz_add_headers(file...): public headers of the calling folder, installed
+# under include/qzlib/<folder>/.
+function(qz_add_headers)
+  file(RELATIVE_PATH rel ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+  foreach(hdr IN LISTS ARGN)
+    get_filename_component(sub ${hdr} DIRECTORY)
+    install(FILES ${CMAKE_CURRENT_SOURCE_DIR}/${hdr}
+            DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzlib/${rel}/${sub})
+  endforeach()
+endfunction()
+
+# qz_add_test(NAME name SOURCES file... [LIBS lib...]): a GoogleTest binary
+# linked with the library and the shared test support, registered with CTest.
+function(qz_add_test)
+  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_executable(${T_NAME} ${T_SOURCES})
+  target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
+  target_link_libraries(${T_NAME} PRIVATE qzlib qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
+  gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
+    PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")
+endfunction()
+
+# qz_add_bench(NAME name SOURCES file... [LIBS lib...]): a Google Benchmark binary.
+function(qz_add_bench)
+  cmake_parse_arguments(B "" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_executable(${B_NAME} ${B_SOURCES})
+  target_link_libraries(${B_NAME} PRIVATE qzlib benchmark::benchmark ${B_LIBS})
+endfunction()
+
+# qz_add_fuzz(NAME name SOURCES file...): a libFuzzer target.
+function(qz_add_fuzz)
+  cmake_parse_arguments(F "" "NAME" "SOURCES" ${ARGN})
+  add_executable(${F_NAME} ${F_SOURCES})
+  target_compile_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
+  target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
+  target_link_libraries(${F_NAME} PRIVATE qzlib)
+endfunction()
+
+# Sanitizers apply to the library and to everything linked with it.
+macro(qz_apply_sanitizers)
+  if(QZ_SANITIZE)
+    set(_qz_san "")
+    foreach(s IN LISTS QZ_SANITIZE)
+      list(APPEND _qz_san "-fsanitize=${s}")
+    endforeach()
+    add_compile_options(${_qz_san} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+    add_link_options(${_qz_san})
+  endif()
+endmacro()

@@ -1,0 +1,36 @@
+//===- qzlib.h - The public interface of libqzlib --------------*- C++ -*-===//
+//
+// One include for the whole library: logging, threads and locks, containers
+// and the text utilities. Link with -lqzlib (pkg-config qzlib, or CMake
+// find_package(qzlib CONFIG) and qzlib::qzlib).
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZLIB_H
+#define QZLIB_H
+
+// Threads and locks
+#include "qzstd/Event.h"
+#include "qzstd/Mutex.h"
+#include "qzstd/ThreadLocalStorage.h"
+
+// Text and memory utilities
+#include "qzstd/NumberString.h"
+#include "qzstd/memutl.h"
+
+// Logging
+#include "qzlog/Appender.h"
+#include "qzlog/BasicConfigurator.h"
+#include "qzlog/Filter.h"
+#include "qzlog/Layout.h"
+#include "qzlog/Level.h"
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LogMacros.h"
+#include "qzlog/LogThreadContext.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingEvent.h"
+#include "qzlog/LoggingTime.h"
+#include "qzlog/PatternLayout.h"
+#include "qzlog/WriterAppender.h"
+
+#endif // QZLIB_H

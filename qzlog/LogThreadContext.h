@@ -1,0 +1,54 @@
+//===- qzlog/LogThreadContext.h - Per-thread logging record ----*- C++ -*-===//
+//
+// What the logging path keeps per thread: its buffer, its number, its name
+// and the recursion mark of the log call.
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZLOG_LOGTHREADCONTEXT_H
+#define QZLOG_LOGTHREADCONTEXT_H
+
+#include "qzstd/Mutex.h"
+
+#include <cstdint>
+#include <string>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+class LogBuffer;
+
+/// One thread's logging record. Only its own thread touches `recursion` and
+/// `savedErrno`; `mutex` guards the buffer against a flushing thread.
+class LogThreadContext {
+public:
+    LogThreadContext(LogBuffer* buffer, uint64_t threadId, unsigned int number);
+    ~LogThreadContext();
+    LogThreadContext(const LogThreadContext&) = delete;
+    LogThreadContext& operator=(const LogThreadContext&) = delete;
+
+    /// The thread's own name if set; otherwise "Thread N", made once.
+    const char* getName() const;
+    /// Replaces the name; null clears it.
+    void setName(const char* name);
+    /// Replaces `out` by the binary thread record: "b", the 4-byte number,
+    /// the 8-byte thread id, the name with its NUL.
+    void getThreadData(std::string& out) const;
+
+    LogBuffer* buffer;
+    uint64_t threadId;
+    mutable char* name;
+    MultiThreading::Mutex mutex;
+    unsigned int threadContextNumber;
+    unsigned int recursion;
+    int savedErrno;
+
+    /// The last number handed out; numbers start at 1.
+    static unsigned int m_threadContextNumber;
+};
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs
+
+#endif // QZLOG_LOGTHREADCONTEXT_H

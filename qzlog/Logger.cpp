@@ -1,0 +1,193 @@
+//===- qzlog/Logger.cpp - A named node of the logger tree -----------------===//
+#include "qzlog/Logger.h"
+
+#include "qzlog/Appender.h"
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LogThreadContext.h"
+#include "qzlog/LoggerName.h"
+#include "qzlog/LoggerRepository.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+using MultiThreading::ScopedLock;
+
+struct Logger::Impl {
+    LoggerName* name;
+    std::vector<Appender*> appenders;
+    bool additivity = true;
+};
+
+LoggerRepository* Logger::m_repository = nullptr;
+uint32_t Logger::m_retraceEventMask = 0;
+
+Logger::Logger(unsigned short id, const char* name)
+    : parent(nullptr), impl(new Impl), id(id), ownLevelByte(0), effectiveLevel(&ownLevelByte),
+      level(Level::Inherit), eventsLogged(0), eventsIssued(0) {
+    impl->name = new LoggerName(name);
+}
+
+Logger::Logger(unsigned short id, const char* name, unsigned char& levelByte) : Logger(id, name) {
+    effectiveLevel = &levelByte;
+    // A caller's byte starts out as the effective level of a new logger.
+    __atomic_store_n(effectiveLevel, 0, __ATOMIC_RELAXED);
+}
+
+Logger::~Logger() {
+    delete impl->name;
+    delete impl;
+}
+
+LoggerRepository& Logger::getRepository() {
+    if (!m_repository)
+        qzlogInitialize();
+    return *m_repository;
+}
+
+void Logger::Initialize() {
+    m_repository = new LoggerRepository();
+}
+
+const char* Logger::getName() const {
+    return impl->name->name;
+}
+
+Logger* Logger::getChild(const char* leaf) const {
+    std::string full = getName();
+    full += '.';
+    full += leaf;
+    return getRepository().getLogger(full.c_str(), nullptr);
+}
+
+void Logger::addAppender(Appender& appender) {
+    ScopedLock guard(lock);
+    impl->appenders.push_back(&appender);
+}
+
+Appender* Logger::getAppender(const char* name) {
+    ScopedLock guard(lock);
+    for (Appender* a : impl->appenders)
+        if (a->getName() == name)
+            return a;
+    return nullptr;
+}
+
+bool Logger::isAttached() const {
+    ScopedLock guard(const_cast<Logger*>(this)->lock);
+    return !impl->appenders.empty();
+}
+
+bool Logger::isAttached(Appender& appender) {
+    ScopedLock guard(lock);
+    return std::find(impl->appenders.begin(), impl->appenders.end(), &appender) != impl->appenders.end();
+}
+
+bool Logger::removeAppender(Appender& appender) {
+    ScopedLock guard(lock);
+    auto& list = impl->appenders;
+    auto end = std::remove(list.begin(), list.end(), &appender);
+    bool removed = end != list.end();
+    list.erase(end, list.end());
+    return removed;
+}
+
+bool Logger::removeAppender(const char* name) {
+    ScopedLock guard(lock);
+    auto& list = impl->appenders;
+    auto end = std::remove_if(list.begin(), list.end(), [name](Appender* a) { return a->getName() == name; });
+    bool removed = end != list.end();
+    list.erase(end, list.end());
+    return removed;
+}
+
+void Logger::removeAllAppenders() {
+    ScopedLock guard(lock);
+    impl->appenders.clear();
+}
+
+std::vector<Appender*> Logger::getAllAppenders() {
+    ScopedLock guard(lock);
+    return impl->appenders;
+}
+
+void Logger::replaceAppender(Appender* from, Appender* to) {
+    ScopedLock guard(lock);
+    std::replace(impl->appenders.begin(), impl->appenders.end(), from, to);
+}
+
+void Logger::setAdditivity(bool additive) {
+    impl->additivity = additive;
+}
+
+bool Logger::getAdditivity() const {
+    return impl->additivity;
+}
+
+unsigned char Logger::getAppenderThreshold() const {
+    unsigned char result = Level::Warn;
+    for (const Logger* l = this; l; l = l->parent) {
+        {
+            ScopedLock guard(const_cast<Logger*>(l)->lock);
+            for (Appender* a : l->impl->appenders)
+                if (a->isEnabled() && a->getThreshold() < result)
+                    result = a->getThreshold();
+        }
+        if (!l->impl->additivity)
+            break;
+    }
+    return result;
+}
+
+void Logger::setLevel(unsigned char newLevel) {
+    level = newLevel;
+    __atomic_store_n(effectiveLevel, newLevel, __ATOMIC_RELAXED);
+    getRepository().recalculateEffectiveLevels();
+}
+
+void Logger::doAppend(const LoggingEvent* event) {
+    const unsigned char eventLevel = event->attributes.attributes.level;
+    for (Logger* l = this; l; l = l->parent) {
+        bool additive;
+        {
+            ScopedLock guard(l->lock);
+            for (Appender* a : l->impl->appenders) {
+                if (a->enabled && eventLevel >= a->threshold && !a->wantsBuffers)
+                    a->doAppendImpl(event);
+                __atomic_fetch_add(&l->eventsIssued, 1, __ATOMIC_RELAXED);
+            }
+            additive = l->impl->additivity;
+        }
+        if (!additive || !l->parent)
+            break;
+    }
+    eventsLogged.fetch_add(1, std::memory_order_relaxed);
+}
+
+Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr) {
+    int saved = errno;
+    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
+    if (context && context->recursion == 0) {
+        context->recursion = 1;
+        context->savedErrno = saved;
+        buffer = context->buffer;
+    }
+    errno = saved;
+}
+
+Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
+    if (!buffer)
+        return;
+    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
+    context->recursion -= 1;
+    errno = context->savedErrno;
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

@@ -1,0 +1,307 @@
+//===- qzlog/LoggerRepository.cpp - The tree of loggers -------------------===//
+#include "qzlog/LoggerRepository.h"
+
+#include "qzlog/Appender.h"
+#include "qzlog/Level.h"
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LogThreadContext.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerName.h"
+#include "qzstd/Event.h"
+#include "qzstd/Mutex.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <vector>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+using MultiThreading::Event;
+using MultiThreading::Mutex;
+using MultiThreading::ScopedLock;
+
+struct LoggerRepository::Impl {
+    Mutex mutex;
+    // Keyed by the interned name's address: iteration order is not
+    // alphabetical, and an interned pointer finds its logger without any
+    // string compare.
+    std::map<const char*, Logger*> tree;
+    Logger* root = nullptr;
+    std::atomic<uint32_t> eventSequence{0};
+    std::atomic<uint32_t> loggerIds{0};
+    Mutex nameMutex;
+    std::map<unsigned short, const char*> names;
+    Mutex configurationLock;
+    Event configurationEvent{Event::ManualReset};
+    std::vector<void (*)(LoggerRepository*)> configurations;
+};
+
+LoggerRepository::LoggerRepository() : impl(new Impl), threshold(Level::All) {
+    setThreadName("main");
+}
+
+LoggerRepository::~LoggerRepository() {
+    ScopedLock guard(impl->mutex);
+    shutdown();
+    for (auto& entry : impl->tree)
+        delete entry.second;
+    impl->tree.clear();
+    guard.unlock();
+    delete impl;
+}
+
+void LoggerRepository::Initialize() {
+    LoggerRepository& repository = *Logger::m_repository;
+    ScopedLock guard(repository.impl->mutex);
+    repository.impl->root = repository.getLogger("", nullptr);
+    for (auto& entry : repository.impl->tree) {
+        Logger* l = entry.second;
+        if (!l->parent && l != repository.impl->root)
+            l->parent = repository.impl->root;
+    }
+}
+
+Logger* LoggerRepository::getLogger(const char* name, unsigned char* level) {
+    if (!name)
+        name = "";
+    ScopedLock guard(impl->mutex);
+    auto found = impl->tree.find(name);
+    if (found != impl->tree.end())
+        return found->second;
+
+    const char* interned = LoggerName::getName(name);
+    found = impl->tree.find(interned);
+    if (found != impl->tree.end())
+        return found->second;
+
+    LoggerName split(interned);
+    Logger* parent = nullptr;
+    if (split.parent[0] != '\0')
+        parent = getLogger(split.parent, nullptr);
+    else if (interned[0] != '\0')
+        parent = impl->root ? impl->root : getLogger("", nullptr);
+
+    // Kept on purpose: the id is cut to 16 bits with no check.
+    unsigned short id =
+        interned[0] == '\0' ? 0 : static_cast<unsigned short>(impl->loggerIds.fetch_add(1) + 1);
+    Logger* logger = level ? new Logger(id, interned, *level) : new Logger(id, interned);
+    logger->parent = parent;
+    impl->tree[interned] = logger;
+    {
+        ScopedLock names(impl->nameMutex);
+        impl->names[id] = interned;
+    }
+    recalculateEffectiveLevels();
+    if (id == 0)
+        impl->root = logger;
+    return logger;
+}
+
+Logger* LoggerRepository::getLogger(unsigned short id) {
+    ScopedLock guard(impl->mutex);
+    for (auto& entry : impl->tree)
+        if (entry.second->id == id)
+            return entry.second;
+    return nullptr;
+}
+
+const char* LoggerRepository::getLoggerName(unsigned short id) {
+    ScopedLock guard(impl->nameMutex);
+    auto found = impl->names.find(id);
+    return found == impl->names.end() ? nullptr : found->second;
+}
+
+Logger* LoggerRepository::exists(const char* name) {
+    auto found = impl->tree.find(LoggerName::getName(name ? name : ""));
+    return found == impl->tree.end() ? nullptr : found->second;
+}
+
+Logger* LoggerRepository::getRootLogger() {
+    return impl->root;
+}
+
+unsigned long LoggerRepository::getLoggerCount() const {
+    ScopedLock guard(impl->mutex);
+    return impl->tree.size();
+}
+
+unsigned int LoggerRepository::getEventSequence() {
+    return impl->eventSequence.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+void LoggerRepository::setThreshold(unsigned char value) {
+    threshold = value;
+    recalculateEffectiveLevels();
+}
+
+void LoggerRepository::recalculateEffectiveLevels() {
+    if (!qzlogInitialized())
+        return;
+    ScopedLock guard(impl->mutex);
+    const unsigned char floor = threshold;
+    for (auto& entry : impl->tree) {
+        Logger* l = entry.second;
+        const Logger* node = l;
+        unsigned char value = node->level;
+        while (value == Level::Inherit && node->parent) {
+            node = node->parent;
+            value = node->level;
+        }
+        value = std::max(value, l->getAppenderThreshold());
+        value = std::max(value, floor);
+        __atomic_store_n(l->effectiveLevel, value, __ATOMIC_RELAXED);
+    }
+}
+
+void LoggerRepository::addConfiguration(void (*callback)(LoggerRepository*)) {
+    ScopedLock guard(impl->configurationLock);
+    auto& list = impl->configurations;
+    if (std::find(list.begin(), list.end(), callback) != list.end())
+        return;
+    list.push_back(callback);
+    impl->configurationEvent.Fire();
+}
+
+void LoggerRepository::clearConfiguration(void (*callback)(LoggerRepository*)) {
+    ScopedLock guard(impl->configurationLock);
+    auto& list = impl->configurations;
+    auto found = std::find(list.begin(), list.end(), callback);
+    if (found == list.end())
+        return;
+    list.erase(found);
+    impl->configurationEvent.Fire();
+}
+
+bool LoggerRepository::configurationChanged() const {
+    bool fired = impl->configurationEvent.IsFired();
+    impl->configurationEvent.Reset();
+    return fired;
+}
+
+void LoggerRepository::replaceAppender(Appender* from, Appender* to) {
+    ScopedLock guard(impl->mutex);
+    for (auto& entry : impl->tree)
+        entry.second->replaceAppender(from, to);
+}
+
+void LoggerRepository::removeAllAppenders() {
+    ScopedLock guard(impl->mutex);
+    for (auto& entry : impl->tree) {
+        Logger* l = entry.second;
+        for (Appender* a : l->getAllAppenders())
+            a->close();
+        l->removeAllAppenders();
+    }
+}
+
+void LoggerRepository::appendBuffer(const LogBufferImpl* buffer) {
+    unsigned int count = 0;
+    const void* data = nullptr;
+    unsigned int size = 0;
+    if (!buffer || !buffer->getBlock(count, data, size) || count == 0)
+        return;
+    ScopedLock guard(impl->mutex);
+    for (auto& entry : impl->tree)
+        for (Appender* a : entry.second->getAllAppenders())
+            if (a->wantsBuffers && a->enabled)
+                a->doAppend(count, data, size);
+}
+
+namespace {
+
+struct LoggerRecord {
+    const char* name;
+    unsigned char level;
+    unsigned long logged;
+    unsigned long issued;
+};
+
+int byName(const void* a, const void* b) {
+    return std::strcmp(static_cast<const LoggerRecord*>(a)->name, static_cast<const LoggerRecord*>(b)->name);
+}
+
+} // namespace
+
+void LoggerRepository::getSummaryReport(std::string& out) {
+    std::vector<LoggerRecord> records;
+    {
+        ScopedLock guard(impl->mutex);
+        records.reserve(impl->tree.size());
+        for (auto& entry : impl->tree) {
+            Logger* l = entry.second;
+            const char* name = l->getName();
+            records.push_back({name[0] ? name : "root", l->getEffectiveLevel(),
+                               static_cast<unsigned long>(l->eventsLogged.load()),
+                               static_cast<unsigned long>(__atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED))});
+        }
+    }
+    if (!records.empty())
+        std::qsort(records.data(), records.size(), sizeof(LoggerRecord), byName);
+
+    unsigned long events = 0, bytes = 0;
+    LogBuffer::getTotals(events, bytes);
+
+    char line[256];
+    bool header = false;
+    for (const LoggerRecord& r : records) {
+        if (r.logged == 0 && r.issued == 0)
+            continue;
+        if (!header) {
+            out += "\nActive loggers:\n";
+            header = true;
+        }
+        std::snprintf(line, sizeof line, "  %s (%s)\n", r.name, Level::getName(r.level));
+        out += line;
+        std::snprintf(line, sizeof line, "    Events logged: %lu\n", r.logged);
+        out += line;
+        std::snprintf(line, sizeof line, "    Events issued: %lu\n", r.issued);
+        out += line;
+        out += "\n";
+    }
+    std::snprintf(line, sizeof line, "Total events:  %lu\n", events);
+    out += line;
+    std::snprintf(line, sizeof line, "Total bytes:   %lu\n", bytes);
+    out += line;
+    header = false;
+    for (const LoggerRecord& r : records) {
+        if (r.logged != 0 || r.issued != 0)
+            continue;
+        if (!header) {
+            out += "\nIdle loggers:\n";
+            header = true;
+        }
+        std::snprintf(line, sizeof line, "  %s (%s)\n", r.name, Level::getName(r.level));
+        out += line;
+    }
+    Appender::getSummaryReport(out);
+}
+
+void LoggerRepository::shutdown() {
+    ScopedLock guard(impl->mutex);
+    for (auto& entry : impl->tree)
+        entry.second->setLevel(Level::Off);
+    LogBufferImpl::shutdown();
+    removeAllAppenders();
+}
+
+const char* LoggerRepository::getThreadName() {
+    return LogBufferImpl::getThreadContext(0)->getName();
+}
+
+void LoggerRepository::setThreadName(const char* name) {
+    LogBufferImpl::getThreadContext(0)->setName(name);
+}
+
+void LoggerRepository::threadComplete() {
+    LogBufferImpl::freeThreadContext(0);
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

@@ -1,0 +1,99 @@
+//===- qzlog/LoggerRepository.h - The tree of loggers ----------*- C++ -*-===//
+//
+// The process-wide repository that owns every logger, keyed by interned name
+// pointer, and that folds the configured levels and the appenders'
+// thresholds into each logger's effective byte. It is made on first touch,
+// from any thread, and never destroyed.
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZLOG_LOGGERREPOSITORY_H
+#define QZLOG_LOGGERREPOSITORY_H
+
+#include <string>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+class Appender;
+class Logger;
+class LogBufferImpl;
+
+/// Owner of the logger tree.
+///
+/// Lock order: repository mutex, then the name mutex; repository mutex, then
+/// a logger's lock. The configuration lock is taken alone.
+class LoggerRepository {
+public:
+    LoggerRepository();
+    ~LoggerRepository();
+    LoggerRepository(const LoggerRepository&) = delete;
+    LoggerRepository& operator=(const LoggerRepository&) = delete;
+
+    /// Finds or makes the logger `name`, making every missing ancestor first.
+    /// `level`, when given, becomes the new logger's effective byte; it is
+    /// ignored for a logger that exists.
+    Logger* getLogger(const char* name, unsigned char* level = nullptr);
+    /// Linear walk under the repository mutex; null if absent.
+    Logger* getLogger(unsigned short id);
+    /// The interned name of logger `id`; null if absent.
+    const char* getLoggerName(unsigned short id);
+    /// The logger or null. Takes no lock and interns `name` as a side effect:
+    /// for use when loggers are not being made concurrently.
+    Logger* exists(const char* name);
+    Logger* getRootLogger();
+    unsigned long getLoggerCount() const;
+    /// The next event sequence number; the first is 1.
+    unsigned int getEventSequence();
+
+    /// A floor under every effective byte; initially ALL.
+    void setThreshold(unsigned char threshold);
+    unsigned char getThreshold() const { return threshold; }
+    /// Recomputes every logger's effective byte: the largest of its inherited
+    /// level, its appender threshold and the repository threshold. Does
+    /// nothing until start-up is done.
+    void recalculateEffectiveLevels();
+
+    /// Registers a configuration callback once; fires the change event when
+    /// it was not yet there.
+    void addConfiguration(void (*callback)(LoggerRepository*));
+    /// Removes the first occurrence; fires the change event if one went.
+    void clearConfiguration(void (*callback)(LoggerRepository*));
+    /// Whether the callback list changed since the last call; resets it.
+    bool configurationChanged() const;
+
+    /// Replaces each occurrence of `from` by `to` in every logger.
+    void replaceAppender(Appender* from, Appender* to);
+    /// Closes each attached appender and empties every logger's list.
+    void removeAllAppenders();
+
+    /// Gives a finished buffer to every enabled appender that takes raw data,
+    /// once for each logger it is attached to.
+    void appendBuffer(const LogBufferImpl* buffer);
+
+    /// Appends the report of loggers, totals and appenders.
+    void getSummaryReport(std::string& out);
+
+    /// Turns every logger OFF, shuts the log buffer down, then closes and
+    /// detaches every appender.
+    void shutdown();
+
+    /// The calling thread's name.
+    const char* getThreadName();
+    void setThreadName(const char* name);
+    /// Frees the calling thread's logging context.
+    void threadComplete();
+
+    /// Creates the root and adopts any parentless logger.
+    static void Initialize();
+
+    struct Impl;
+    Impl* impl;
+    unsigned char threshold;
+};
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs
+
+#endif // QZLOG_LOGGERREPOSITORY_H

@@ -1,0 +1,390 @@
+//===- qzlog/LoggingEvent.cpp - One log event and its arguments -----------===//
+#include "qzlog/LoggingEvent.h"
+
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LogThreadContext.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingTime.h"
+#include "qzlog/PatternLayout.h"
+#include "qzlog/Token.h"
+#include "qzstd/Mutex.h"
+#include "qzstd/NumberString.h"
+#include "qzstd/memutl.h"
+
+#include <cstdio>
+#include <unordered_map>
+#include <vector>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+using MultiThreading::Mutex;
+using MultiThreading::ScopedLock;
+
+unsigned long LoggingEvent::m_maxEventDetailSize = LogBufferImpl::m_maxDetailSize;
+Mutex* EventAttributes::m_PoolMutex = nullptr;
+
+namespace {
+// Source file pointer to ordinal << 16, and event id to location record.
+// Both only grow, guarded by m_PoolMutex.
+std::unordered_map<unsigned long, unsigned int>* g_sourceIDs = nullptr;
+std::unordered_map<unsigned int, LocationDependentAttributes*>* g_eventPool = nullptr;
+} // namespace
+
+void EventAttributes::Initialize() {
+    m_PoolMutex = new Mutex();
+    g_sourceIDs = new std::unordered_map<unsigned long, unsigned int>(256);
+    g_eventPool = new std::unordered_map<unsigned int, LocationDependentAttributes*>(256);
+}
+
+unsigned long EventAttributes::sourceCount() {
+    ScopedLock guard(m_PoolMutex);
+    return g_sourceIDs->size();
+}
+
+unsigned int EventAttributes::getEventID(const char* const& file, unsigned short line, bool& isNew) {
+    unsigned long key = reinterpret_cast<unsigned long>(file);
+    auto found = g_sourceIDs->find(key);
+    if (found != g_sourceIDs->end()) {
+        isNew = false;
+        return found->second + line;
+    }
+    isNew = true;
+    unsigned int base = static_cast<unsigned int>(g_sourceIDs->size()) << 16;
+    g_sourceIDs->emplace(key, base);
+    return base + line;
+}
+
+void EventAttributes::constructorInit(const char* file, unsigned short line, const char* format,
+                                      const char* function, unsigned short argCount) {
+    ScopedLock guard(m_PoolMutex);
+    bool isNew = false;
+    eventId = getEventID(file, line, isNew);
+    if (!isNew) {
+        auto found = g_eventPool->find(eventId);
+        if (found != g_eventPool->end()) {
+            location = found->second;
+            return;
+        }
+    }
+    // Made once per statement and never freed: events of the statement share it.
+    location = new LocationDependentAttributes{format, file, function, line, argCount};
+    (*g_eventPool)[eventId] = location;
+}
+
+void LoggingEvent::init(const char* format, const char* file, const char* function, unsigned short line,
+                        unsigned short argCount, unsigned short loggerId, unsigned char level) {
+    attributes.attributes.loggerId = loggerId;
+    attributes.attributes.level = level;
+    attributes.constructorInit(file, line, format, function, argCount);
+    count = 0;
+    bufferBlock = 0;
+    bufferStart = nullptr;
+    bufferLength = 0;
+}
+
+LoggingEvent::LoggingEvent(LogBuffer* buf, const char* format, const char* file, const char* function,
+                           unsigned short line, unsigned short argCount, unsigned short loggerId,
+                           unsigned char level) {
+    attributes.attributes.sequence = Logger::getRepository().getEventSequence();
+    attributes.attributes.threadNumber = LogBufferImpl::getThreadContext(0)->threadContextNumber;
+    LoggingTime::getCurrentTime(&attributes.attributes.time);
+    init(format, file, function, line, argCount, loggerId, level);
+    buffer = buf;
+    buffer->addEvent(this);
+}
+
+LoggingEvent::LoggingEvent(LogThreadContext* context, const char* format, const char* file,
+                           const char* function, unsigned short line, unsigned short argCount,
+                           const timeval32_t& time, unsigned short loggerId, unsigned char level) {
+    attributes.attributes.sequence = Logger::getRepository().getEventSequence();
+    attributes.attributes.threadNumber = context->threadContextNumber;
+    attributes.attributes.time = time;
+    init(format, file, function, line, argCount, loggerId, level);
+    buffer = context->buffer;
+    buffer->addEvent(this);
+}
+
+LoggingEvent::LoggingEvent(const LoggingEvent& other) {
+    *this = other;
+}
+
+LoggingEvent& LoggingEvent::operator=(const LoggingEvent& other) {
+    attributes = other.attributes;
+    bufferBlock = other.bufferBlock;
+    bufferStart = other.bufferStart;
+    bufferLength = other.bufferLength;
+    buffer = other.buffer;
+    count = other.count;
+    for (unsigned int i = 0; i < count; ++i) {
+        types[i] = other.types[i];
+        details[i] = other.details[i];
+    }
+    return *this;
+}
+
+void LoggingEvent::addDetail(LogDataType type, const void* bytes, unsigned long size) {
+    if (count >= MaxDetails)
+        return;
+    types[count] = type;
+    details[count] = static_cast<const unsigned char*>(buffer->addDetail(type, bytes, size));
+    ++count;
+}
+
+void LoggingEvent::addArg(const char16_t* v) {
+    if (!v) {
+        static const char16_t nul[] = u"<nul>";
+        addDetail(LogUTF16, nul, sizeof nul);
+        return;
+    }
+    size_t n = 0;
+    while (v[n])
+        ++n;
+    addDetail(LogUTF16, v, (n + 1) * 2);
+}
+
+void LoggingEvent::setBufferLocation(const LogBuffer* buf) {
+    const LogBufferImpl* impl = dynamic_cast<const LogBufferImpl*>(buf);
+    if (!impl)
+        return;
+    bufferBlock = impl->currentBlock();
+    bufferStart = impl->eventStart();
+    bufferLength = impl->writtenLength();
+}
+
+namespace {
+
+template <typename T>
+T readAs(const unsigned char* data) {
+    T value;
+    std::memcpy(&value, data, sizeof value);
+    return value;
+}
+
+// UTF-16 to UTF-8, with lone surrogates as U+FFFD. This is the text of the
+// process default character set until the charset converters take over.
+void utf16ToText(const unsigned char* data, std::string& out) {
+    for (size_t i = 0;; i += 2) {
+        uint32_t c = readAs<uint16_t>(data + i);
+        if (c == 0)
+            break;
+        if (c >= 0xD800 && c <= 0xDBFF) {
+            uint32_t low = readAs<uint16_t>(data + i + 2);
+            if (low >= 0xDC00 && low <= 0xDFFF) {
+                c = 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
+                i += 2;
+            } else {
+                c = 0xFFFD;
+            }
+        } else if (c >= 0xDC00 && c <= 0xDFFF) {
+            c = 0xFFFD;
+        }
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+        } else if (c < 0x800) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | (c >> 12));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | (c >> 18));
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+            out += static_cast<char>(0x80 | (c & 0x3F));
+        }
+    }
+}
+
+bool isIntegerType(LogDataType type) {
+    switch (type) {
+    case LogShort: case LogUnsignedShort: case LogInt:
+    case LogUnsignedInt: case LogLong: case LogUnsignedLong:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The value of an integer detail, zero-extended, and its natural hex width.
+uint64_t integerValue(const unsigned char* data, LogDataType type, size_t& digits) {
+    switch (type) {
+    case LogShort: case LogUnsignedShort:
+        digits = 4;
+        return readAs<uint16_t>(data);
+    case LogInt: case LogUnsignedInt:
+        digits = 8;
+        return readAs<uint32_t>(data);
+    default:
+        digits = 16;
+        return readAs<uint64_t>(data);
+    }
+}
+
+// Inserts `indent` blanks after each newline of `text`.
+void indentLines(std::string& text, size_t indent) {
+    if (indent == 0)
+        return;
+    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1 + indent))
+        text.insert(at + 1, indent, ' ');
+}
+
+} // namespace
+
+void LoggingEvent::formatFloat(const unsigned char* data, unsigned int width, unsigned int precision,
+                               format_t& scratch) const {
+    char spec[32] = "%";
+    size_t n = 1;
+    if (width)
+        n += u32ToString(width, spec + n);
+    if (precision) {
+        spec[n++] = '.';
+        n += u32ToString(precision, spec + n);
+    }
+    spec[n++] = 'f';
+    spec[n] = '\0';
+    std::snprintf(scratch.buffer, sizeof scratch.buffer, spec, static_cast<double>(readAs<float>(data)));
+}
+
+void LoggingEvent::format(const unsigned char* data, LogDataType type, format_t& scratch,
+                          char conversion) const {
+    scratch.text = nullptr;
+    scratch.buffer[0] = '\0';
+    if ((conversion == 'x' || conversion == 'X') && isIntegerType(type)) {
+        size_t digits;
+        uint64_t value = integerValue(data, type, digits);
+        HexString(value, scratch.buffer, digits, conversion == 'X');
+        return;
+    }
+    if (conversion == 'o' && isIntegerType(type)) {
+        size_t digits;
+        OctalString(integerValue(data, type, digits), scratch.buffer);
+        return;
+    }
+    if (conversion == 'c') {
+        scratch.buffer[0] = static_cast<char>(data[0]);
+        scratch.buffer[1] = '\0';
+        return;
+    }
+    switch (type) {
+    case LogShort: i16ToString(readAs<int16_t>(data), scratch.buffer); break;
+    case LogUnsignedShort: u16ToString(readAs<uint16_t>(data), scratch.buffer); break;
+    case LogInt: i32ToString(readAs<int32_t>(data), scratch.buffer); break;
+    case LogUnsignedInt: u32ToString(readAs<uint32_t>(data), scratch.buffer); break;
+    case LogLong: i64ToString(readAs<int64_t>(data), scratch.buffer); break;
+    case LogUnsignedLong: u64ToString(readAs<uint64_t>(data), scratch.buffer); break;
+    case LogFloat: formatFloat(data, 0, 0, scratch); break;
+    case LogPointer:
+        scratch.buffer[0] = '0';
+        scratch.buffer[1] = 'x';
+        HexString(readAs<uint64_t>(data), scratch.buffer + 2, 16, false);
+        break;
+    case LogRaw: {
+        uint32_t length = readAs<uint32_t>(data);
+        unsigned long size = qzHexDumpSize(length, 16);
+        if (size <= sizeof scratch.buffer) {
+            qzHexDump(scratch.buffer, data + 4, length, 16, true);
+        } else {
+            std::vector<char> area(size);
+            unsigned long n = qzHexDump(area.data(), data + 4, length, 16, true);
+            scratch.longText.assign(area.data(), n);
+        }
+        break;
+    }
+    case LogString: scratch.text = reinterpret_cast<const char*>(data); break;
+    case LogTime: makeTime(readAs<timeval32_t>(data), "%Y-%m-%d %a %Z %H:%M:%S", scratch.buffer); break;
+    case LogUTF16:
+        scratch.longText.clear();
+        utf16ToText(data, scratch.longText);
+        break;
+    default: scratch.text = "###"; break;
+    }
+}
+
+void LoggingEvent::format(std::string& out) const {
+    const LocationDependentAttributes* location = attributes.location;
+    const char* cursor = location && location->format ? location->format : "";
+    const unsigned int argCount = location ? location->argCount : 0;
+    unsigned int index = 0;
+    Token token;
+    format_t scratch;
+    for (;;) {
+        const char* percent = std::strchr(cursor, '%');
+        if (!percent) {
+            out.append(cursor);
+            break;
+        }
+        out.append(cursor, percent);
+        cursor = percent + 1;
+        token.parseJustification(cursor);
+        scratch.text = nullptr;
+        scratch.buffer[0] = '\0';
+        scratch.longText.clear();
+        const char* result;
+        bool usesArgument = true;
+        // Kept on purpose: the argument count is tested before the
+        // conversion is looked at, so with no argument left even "%%" shows
+        // as "???".
+        if (index >= argCount || index >= count) {
+            result = "???";
+        } else {
+            while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
+                ++cursor;
+            const char c = *cursor;
+            switch (c) {
+            case '%':
+                scratch.text = "%";
+                usesArgument = false;
+                break;
+            case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
+                if (types[index] == LogFloat) {
+                    formatFloat(details[index], token.width, token.precision, scratch);
+                    token.leftAlign = false;
+                    token.zeroPad = false;
+                    token.width = 0;
+                    token.precision = 0;
+                } else {
+                    format(details[index], types[index], scratch, 0);
+                }
+                break;
+            case 'X': case 'c': case 'o': case 'x':
+                format(details[index], types[index], scratch, c);
+                break;
+            default:
+                std::memcpy(scratch.buffer, "%?_?", 5);
+                scratch.buffer[2] = c;
+                break;
+            }
+            if (!scratch.text) {
+                if (scratch.longText.empty() && std::strchr(scratch.buffer, '\n'))
+                    scratch.longText = scratch.buffer;
+                if (!scratch.longText.empty())
+                    indentLines(scratch.longText, out.size());
+            }
+            result = scratch.text ? scratch.text
+                                  : (!scratch.longText.empty() ? scratch.longText.c_str() : scratch.buffer);
+        }
+        token.addToResult(result, out);
+        if (usesArgument)
+            ++index;
+        if (*cursor)
+            ++cursor;
+    }
+    // Trim the whole of `out`: trailing, then leading.
+    static const char blanks[] = "\r\n\t ";
+    size_t end = out.find_last_not_of(blanks);
+    if (end == std::string::npos) {
+        out.clear();
+        return;
+    }
+    out.erase(end + 1);
+    size_t begin = out.find_first_not_of(blanks);
+    out.erase(0, begin);
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

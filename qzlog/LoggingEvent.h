@@ -1,0 +1,220 @@
+//===- qzlog/LoggingEvent.h - One log event and its arguments --*- C++ -*-===//
+//
+// The event of one log statement: its location, which never changes for the
+// statement, its time, sequence and thread, and its arguments stored raw and
+// typed in the thread's log buffer. Nothing is formatted until a text
+// appender asks for it.
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZLOG_LOGGINGEVENT_H
+#define QZLOG_LOGGINGEVENT_H
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+
+namespace qzs {
+namespace qzlib {
+namespace MultiThreading {
+class Mutex;
+}
+namespace qzlog {
+
+class LogBuffer;
+class LogThreadContext;
+
+/// Seconds and microseconds, 32 bits each.
+struct timeval32_t {
+    uint32_t tv_sec;
+    uint32_t tv_usec;
+};
+
+/// A log argument of raw bytes, rendered as a hex dump. A null pointer
+/// stores length 0.
+struct LoggingRawData {
+    const void* data;
+    uint32_t length;
+    LoggingRawData(const void* d, unsigned long n) : data(d), length(d ? static_cast<uint32_t>(n) : 0) {}
+};
+
+/// The stored type of one argument: an ASCII letter.
+typedef uint32_t LogDataType;
+enum : LogDataType {
+    LogFloat = 'f',          ///< float, 4 bytes
+    LogShort = 'g',          ///< short, 2 bytes
+    LogUnsignedShort = 'h',  ///< unsigned short, 2 bytes
+    LogInt = 'j',            ///< int, char, bool, enumerations, 4 bytes
+    LogUnsignedInt = 'k',    ///< unsigned int, 4 bytes
+    LogLong = 'm',           ///< long, 8 bytes
+    LogUnsignedLong = 'n',   ///< unsigned long, 8 bytes
+    LogPointer = 'p',        ///< any pointer, 8 bytes
+    LogRaw = 'r',            ///< 32-bit length, then the bytes
+    LogString = 's',         ///< text with its NUL
+    LogTime = 't',           ///< timeval32_t, 8 bytes
+    LogUTF16 = 'u',          ///< UTF-16 code units with their terminator
+};
+
+/// What never changes for one log statement. The pointers are the caller's
+/// string literals, kept for ever and never copied.
+struct LocationDependentAttributes {
+    const char* format;
+    const char* file;
+    const char* function;
+    unsigned short line;
+    unsigned short argCount;
+};
+
+/// What changes with each event.
+struct LocationIndependentAttributes {
+    timeval32_t time;
+    unsigned int sequence;
+    unsigned int threadNumber;
+    unsigned short loggerId;
+    unsigned char level;
+};
+
+/// Location, per-event attributes and the statement's event id.
+///
+/// Location records live in a process-wide table keyed by (source file
+/// pointer, line) and are never freed. Kept on purpose: two statements on one
+/// source line share the first statement's record, format included.
+struct EventAttributes {
+    LocationDependentAttributes* location;
+    LocationIndependentAttributes attributes;
+    unsigned int eventId;
+
+    /// The id of (file pointer, line): the file's ordinal shifted left 16,
+    /// plus the line. `isNew` tells whether the file was first seen now.
+    /// REQUIRES: m_PoolMutex held.
+    static unsigned int getEventID(const char* const& file, unsigned short line, bool& isNew);
+    /// Finds or makes the location record of the statement, under m_PoolMutex.
+    void constructorInit(const char* file, unsigned short line, const char* format,
+                         const char* function, unsigned short argCount);
+    /// Makes the pool mutex and both tables.
+    static void Initialize();
+    /// Entries in the source table, for tests and reports.
+    static unsigned long sourceCount();
+
+    static MultiThreading::Mutex* m_PoolMutex;
+};
+
+/// One event, on the stack of the logging thread. Owns nothing: `details`
+/// point into the thread's log buffer and stay valid until `log` returns.
+class LoggingEvent {
+public:
+    static constexpr unsigned int MaxDetails = 16;
+
+    /// The scratch of one conversion: a borrowed text, a small buffer, or a
+    /// long text.
+    struct format_t {
+        const char* text;
+        char buffer[256];
+        std::string longText;
+    };
+
+    /// A new event on `buffer`: takes the next sequence, the thread, the
+    /// cached time and the location, then opens the event in the buffer.
+    LoggingEvent(LogBuffer* buffer, const char* format, const char* file, const char* function,
+                 unsigned short line, unsigned short argCount, unsigned short loggerId,
+                 unsigned char level);
+    /// An event for a given time and thread, for replay.
+    LoggingEvent(LogThreadContext* context, const char* format, const char* file,
+                 const char* function, unsigned short line, unsigned short argCount,
+                 const timeval32_t& time, unsigned short loggerId, unsigned char level);
+    LoggingEvent(const LoggingEvent& other);
+    LoggingEvent& operator=(const LoggingEvent& other);
+
+    /// Appends the message text to `out` and trims "\r\n\t " from both ends of
+    /// the whole of `out`, which is why `out` should be empty on entry.
+    void format(std::string& out) const;
+    /// Renders one stored argument into `scratch` (text, buffer or longText).
+    void format(const unsigned char* data, LogDataType type, format_t& scratch, char conversion) const;
+    void formatFloat(const unsigned char* data, unsigned int width, unsigned int precision,
+                     format_t& scratch) const;
+
+    /// Records where the event lies in the buffer once it is complete.
+    void setBufferLocation(const LogBuffer* buffer);
+
+    /// Stores one detail through the buffer. Beyond MaxDetails it is dropped.
+    void addDetail(LogDataType type, const void* bytes, unsigned long size);
+
+    // Argument storage, one overload per stored type.
+    void addArg(float v) { addDetail(LogFloat, &v, 4); }
+    void addArg(double v) { addArg(static_cast<float>(v)); } // stored as float
+    void addArg(short v) { addDetail(LogShort, &v, 2); }
+    void addArg(unsigned short v) { addDetail(LogUnsignedShort, &v, 2); }
+    void addArg(int v) { addDetail(LogInt, &v, 4); }
+    void addArg(char v) { addArg(static_cast<int>(v)); }
+    void addArg(signed char v) { addArg(static_cast<int>(v)); }
+    void addArg(unsigned char v) { addArg(static_cast<int>(v)); }
+    void addArg(bool v) { addArg(static_cast<int>(v)); }
+    void addArg(unsigned int v) { addDetail(LogUnsignedInt, &v, 4); }
+    void addArg(long v) { addDetail(LogLong, &v, 8); }
+    void addArg(long long v) { addArg(static_cast<long>(v)); }
+    void addArg(unsigned long v) { addDetail(LogUnsignedLong, &v, 8); }
+    void addArg(unsigned long long v) { addArg(static_cast<unsigned long>(v)); }
+    void addArg(const char* v) {
+        if (v)
+            addDetail(LogString, v, std::strlen(v) + 1);
+        else
+            addDetail(LogString, "<nul>", 6);
+    }
+    void addArg(char* v) { addArg(static_cast<const char*>(v)); }
+    void addArg(const std::string& v) { addDetail(LogString, v.c_str(), v.size() + 1); }
+    void addArg(const LoggingRawData& v) { addDetail(LogRaw, v.data, v.length); }
+    void addArg(const timeval32_t& v) { addDetail(LogTime, &v, 8); }
+    void addArg(const char16_t* v);
+    void addArg(std::nullptr_t) { addPointer(nullptr); }
+    template <typename T>
+    void addArg(T* v) {
+        addPointer(static_cast<const void*>(v));
+    }
+    template <typename T, typename std::enable_if<std::is_enum<T>::value, int>::type = 0>
+    void addArg(T v) {
+        addArg(static_cast<int>(v));
+    }
+
+    /// The largest detail stored, 65,536 bytes.
+    static unsigned long getMaxEventDetailSize() { return m_maxEventDetailSize; }
+    static unsigned long m_maxEventDetailSize;
+
+    const unsigned char* details[MaxDetails];
+    LogDataType types[MaxDetails];
+    unsigned int count;
+    EventAttributes attributes;
+    uintptr_t bufferBlock;
+    const unsigned char* bufferStart;
+    uint64_t bufferLength;
+    LogBuffer* buffer;
+
+private:
+    void addPointer(const void* p) {
+        uint64_t v = reinterpret_cast<uintptr_t>(p);
+        addDetail(LogPointer, &v, 8);
+    }
+    void init(const char* format, const char* file, const char* function, unsigned short line,
+              unsigned short argCount, unsigned short loggerId, unsigned char level);
+};
+
+/// The hand-over point to the thread's binary buffer.
+class LogBuffer {
+public:
+    virtual ~LogBuffer() {}
+    /// Opens the event's record; must come before any detail.
+    virtual void addEvent(LoggingEvent* event) = 0;
+    /// Stores one detail and returns where its bytes now lie (for LogRaw, the
+    /// 32-bit length word that precedes them). Valid until the event is done.
+    virtual const void* addDetail(LogDataType type, const void* bytes, unsigned long size) = 0;
+
+    /// Events and bytes delivered so far.
+    static void getTotals(unsigned long& events, unsigned long& bytes);
+    /// Writes the open buffers to a file.
+    static void saveAllToFile();
+};
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs
+
+#endif // QZLOG_LOGGINGEVENT_H

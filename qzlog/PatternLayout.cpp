@@ -1,0 +1,272 @@
+//===- qzlog/PatternLayout.cpp - Text by a conversion pattern -------------===//
+#include "qzlog/PatternLayout.h"
+
+#include "qzlog/Level.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingTime.h"
+#include "qzstd/NumberString.h"
+
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+struct PatternLayout::Impl {
+    std::vector<Token> tokens;
+    std::string scratch;
+    std::string pattern; // literal tokens point into this copy
+};
+
+PatternLayout::PatternLayout(const char* pattern) : impl(new Impl) {
+    impl->pattern = pattern ? pattern : "";
+    const char* cursor = impl->pattern.c_str();
+    while (*cursor) {
+        Token token;
+        token.parse(cursor);
+        impl->tokens.push_back(token);
+    }
+    // A "%" at the very end gives an unknown conversion that consumed
+    // nothing; parse() already recorded it and the loop ended on the NUL.
+}
+
+PatternLayout::~PatternLayout() {
+    delete impl;
+}
+
+const std::string& PatternLayout::getPattern() const {
+    return impl->pattern;
+}
+
+size_t PatternLayout::tokenCount() const {
+    return impl->tokens.size();
+}
+
+const Token& PatternLayout::token(size_t index) const {
+    return impl->tokens.at(index);
+}
+
+char* makeNode(const char* path, const char* delimiters, unsigned int components, char* out) {
+    const char* start = path;
+    if (components != 0) {
+        unsigned int seen = 0;
+        for (const char* p = path + std::strlen(path); p > path;) {
+            --p;
+            if (std::strchr(delimiters, *p) && *p) {
+                if (++seen == components) {
+                    start = p + 1;
+                    break;
+                }
+            }
+        }
+    }
+    std::strcpy(out, start);
+    return out;
+}
+
+void makeRCSName(const char* name, char* out) {
+    if (name[0] == '$') {
+        if (const char* blank = std::strchr(name, ' ')) {
+            const char* rest = blank + 1;
+            size_t n = std::strlen(rest);
+            if (n >= 2 && rest[n - 2] == ' ' && rest[n - 1] == '$') {
+                std::memcpy(out, rest, n - 2);
+                out[n - 2] = '\0';
+                return;
+            }
+        }
+    }
+    std::strcpy(out, name);
+}
+
+namespace {
+
+// The per-thread date cache: strftime runs at most once a second per thread
+// and pattern; the milliseconds are patched in between.
+struct TimeCache {
+    std::string lastPattern;
+    bool valid = false;
+    uint32_t lastSeconds = 0;
+    uint32_t lastMilliseconds = 0;
+    bool hasSeconds = false;
+    char milliseconds[4] = "000";
+    char firstFormat[32] = "";
+    char secondFormat[32] = "";
+    char firstText[128] = "";
+    char secondText[128] = "";
+};
+
+thread_local TimeCache t_timeCache;
+
+constexpr uint32_t IntervalLimit = 1189622116; // 0x46E83164
+const char DefaultDatePattern[] = "%Y-%m-%d %a %Z %H:%M:%S";
+
+void copyFormat(char* dst, const char* src, size_t n) {
+    // Formats are cut to their 32-character fields.
+    if (n > 31)
+        n = 31;
+    std::memcpy(dst, src, n);
+    dst[n] = '\0';
+}
+
+} // namespace
+
+void makeTime(const timeval32_t& time, const char* pattern, char* out) {
+    if (time.tv_sec <= IntervalLimit) {
+        // Not a date but an interval: seconds and milliseconds. Decision: the
+        // fraction shows milliseconds, like the dates do.
+        size_t n = u32ToString(time.tv_sec, out);
+        out[n++] = '.';
+        u32ToBuffer((time.tv_usec / 1000) % 1000, out + n, 3);
+        out[n + 3] = '\0';
+        return;
+    }
+    TimeCache& cache = t_timeCache;
+    if (!pattern || !*pattern)
+        pattern = DefaultDatePattern;
+    bool patternChanged = !cache.valid || cache.lastPattern != pattern;
+    if (patternChanged) {
+        cache.lastPattern = pattern;
+        cache.valid = true;
+        const char* seconds = std::strstr(pattern, "%S");
+        if (seconds) {
+            cache.hasSeconds = true;
+            size_t n = static_cast<size_t>(seconds - pattern) + 2;
+            char head[40];
+            copyFormat(head, pattern, n > 30 ? 30 : n);
+            std::strcat(head, ".");
+            copyFormat(cache.firstFormat, head, std::strlen(head));
+            copyFormat(cache.secondFormat, seconds + 2, std::strlen(seconds + 2));
+        } else {
+            cache.hasSeconds = false;
+            copyFormat(cache.firstFormat, pattern, std::strlen(pattern));
+            cache.secondFormat[0] = '\0';
+        }
+    }
+    if (patternChanged || time.tv_sec != cache.lastSeconds) {
+        cache.lastSeconds = time.tv_sec;
+        time_t seconds = static_cast<time_t>(time.tv_sec);
+        struct tm local;
+        localtime_r(&seconds, &local);
+        if (std::strftime(cache.firstText, sizeof cache.firstText, cache.firstFormat, &local) == 0)
+            cache.firstText[0] = '\0';
+        cache.secondText[0] = '\0';
+        if (cache.secondFormat[0] &&
+            std::strftime(cache.secondText, sizeof cache.secondText, cache.secondFormat, &local) == 0)
+            cache.secondText[0] = '\0';
+    }
+    uint32_t ms = (time.tv_usec / 1000) % 1000;
+    if (cache.hasSeconds && (patternChanged || ms != cache.lastMilliseconds)) {
+        cache.lastMilliseconds = ms;
+        u32ToBuffer(ms, cache.milliseconds, 3);
+    }
+    size_t n = std::strlen(cache.firstText);
+    std::memcpy(out, cache.firstText, n);
+    if (cache.hasSeconds) {
+        std::memcpy(out + n, cache.milliseconds, 3);
+        n += 3;
+    }
+    size_t m = std::strlen(cache.secondText);
+    std::memcpy(out + n, cache.secondText, m);
+    out[n + m] = '\0';
+}
+
+void PatternLayout::format(const LoggingEvent* event, std::string& out) {
+    const LocationDependentAttributes* location = event->attributes.location;
+    const LocationIndependentAttributes& attrs = event->attributes.attributes;
+    char work[512];
+    for (const Token& token : impl->tokens) {
+        switch (token.type) {
+        case 0:
+            out.append(token.text, token.textLength);
+            continue;
+        case 'n':
+            out += '\n';
+            continue;
+        case '?':
+            out.append(token.option.c_str());
+            continue;
+        case 'c': {
+            const char* name = Logger::getRepository().getLoggerName(attrs.loggerId);
+            if (!name || !*name)
+                name = "root";
+            size_t n = std::strlen(name);
+            std::string node;
+            char* buffer = n < sizeof work ? work : (node.resize(n + 1), &node[0]);
+            token.addToResult(makeNode(name, ".", token.optionValue, buffer), out);
+            continue;
+        }
+        case 'C': {
+            const char* file = location ? location->file : "";
+            size_t n = std::strlen(file);
+            std::string rcs(n + 1, '\0'), node(n + 1, '\0');
+            makeRCSName(file, &rcs[0]);
+            token.addToResult(makeNode(rcs.c_str(), "/", token.optionValue, &node[0]), out);
+            continue;
+        }
+        case 'd': {
+            char text[300];
+            makeTime(attrs.time, token.option.c_str(), text);
+            token.addToResult(text, out);
+            continue;
+        }
+        case 'l': {
+            const char* file = location ? location->file : "";
+            std::string text = location && location->function ? location->function : "";
+            text += ' ';
+            std::string node(std::strlen(file) + 1, '\0');
+            text += makeNode(file, "/", 2, &node[0]);
+            text += '(';
+            char line[8];
+            u16ToString(location ? location->line : 0, line);
+            text += line;
+            text += ')';
+            token.addToResult(text.c_str(), out);
+            continue;
+        }
+        case 'L':
+            u16ToString(location ? location->line : 0, work);
+            token.addToResult(work, out);
+            continue;
+        case 'm': {
+            std::string& message = impl->scratch;
+            message.clear();
+            event->format(message);
+            if (!out.empty() && message.find('\n') != std::string::npos) {
+                size_t indent = out.size();
+                for (size_t at = message.find('\n'); at != std::string::npos;
+                     at = message.find('\n', at + 1 + indent))
+                    message.insert(at + 1, indent, ' ');
+            }
+            token.addToResult(message.c_str(), out);
+            continue;
+        }
+        case 'M':
+            token.addToResult(location && location->function ? location->function : "", out);
+            continue;
+        case 'p':
+            token.addToResult(Level::getName(attrs.level), out);
+            continue;
+        case 'r':
+            i64ToString(LoggingTime::getElapsedTime() / 1000, work);
+            token.addToResult(work, out);
+            continue;
+        case 'S':
+            u32ToString(attrs.sequence, work);
+            token.addToResult(work, out);
+            continue;
+        case 't':
+            token.addToResult(Logger::getRepository().getThreadName(), out);
+            continue;
+        default:
+            continue;
+        }
+    }
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

@@ -1,0 +1,142 @@
+//===- qzlog/Token.cpp - One conversion of a format or pattern ------------===//
+#include "qzlog/Token.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+void Token::clear() {
+    type = '?';
+    leftAlign = false;
+    zeroPad = false;
+    width = 0;
+    precision = 0;
+    option.clear();
+    optionValue = 0;
+    text = nullptr;
+    textLength = 0;
+}
+
+unsigned int Token::parseInt(const char*& cursor, bool* leadingZero) {
+    if (leadingZero)
+        *leadingZero = *cursor == '0';
+    uint64_t value = 0;
+    bool overflow = false;
+    while (*cursor >= '0' && *cursor <= '9') {
+        if (!overflow) {
+            value = value * 10 + static_cast<unsigned>(*cursor - '0');
+            overflow = value > UINT32_MAX;
+        }
+        ++cursor;
+    }
+    return overflow ? 0 : static_cast<unsigned int>(value);
+}
+
+void Token::parseJustification(const char*& cursor) {
+    leftAlign = false;
+    if (*cursor == '-') {
+        leftAlign = true;
+        ++cursor;
+    }
+    if (*cursor >= '0' && *cursor <= '9') {
+        width = parseInt(cursor, &zeroPad);
+    } else {
+        width = 0;
+        zeroPad = false;
+    }
+    if (*cursor == '.') {
+        ++cursor;
+        precision = parseInt(cursor, nullptr);
+    } else {
+        precision = 0;
+    }
+}
+
+bool Token::parse(const char*& cursor) {
+    clear();
+    if (*cursor != '%') {
+        type = 0;
+        text = cursor;
+        const char* end = std::strchr(cursor, '%');
+        textLength = end ? static_cast<unsigned long>(end - cursor) : std::strlen(cursor);
+        cursor += textLength;
+        return true;
+    }
+    ++cursor;
+    parseJustification(cursor);
+    char c = *cursor;
+    switch (c) {
+    case '%':
+        type = 0;
+        text = "%";
+        textLength = 1;
+        ++cursor;
+        break;
+    case 'n':
+        type = 'n';
+        ++cursor;
+        break;
+    case 'C': case 'L': case 'M': case 'S': case 'c': case 'd':
+    case 'l': case 'm': case 'p': case 'r': case 't':
+        type = c;
+        ++cursor;
+        break;
+    default:
+        // Unknown, the end of the pattern included: the option holds the text
+        // shown in its place. Stepping past a NUL is not done, or the parse
+        // would run off the pattern.
+        type = '?';
+        option = "%?_?";
+        option[2] = c;
+        if (c)
+            ++cursor;
+        return true;
+    }
+    if ((c == '%' || c == 'n') && (leftAlign || width || precision))
+        return true;
+    if (*cursor == '{') {
+        const char* close = std::strchr(cursor + 1, '}');
+        if (close) {
+            option.assign(cursor + 1, close);
+            bool digits = !option.empty();
+            for (char d : option)
+                digits = digits && d >= '0' && d <= '9';
+            if (digits) {
+                const char* p = option.c_str();
+                optionValue = parseInt(p, nullptr);
+            }
+            cursor = close + 1;
+        }
+    }
+    return true;
+}
+
+void Token::addToResult(const char* value, std::string& out) const {
+    size_t n = std::strlen(value);
+    if (width != 0 && width > n) {
+        size_t pad = width - n;
+        if (zeroPad) {
+            out.append(pad, '0');
+            out.append(value, n);
+        } else if (leftAlign) {
+            out.append(value, n);
+            out.append(pad, ' ');
+        } else {
+            out.append(pad, ' ');
+            out.append(value, n);
+        }
+    } else if (precision == 0 || precision >= n) {
+        out.append(value, n);
+    } else if (leftAlign) {
+        out.append(value, precision);
+    } else {
+        out.append(value + n - precision, precision);
+    }
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

@@ -1,0 +1,92 @@
+//===- qzlog/qzlogInitialize.cpp - Start and stop of the framework --------===//
+//
+// The framework comes up on first touch: the first static initialiser that
+// asks for a logger, an appender's constructor or a thread's first log call,
+// on whatever thread, before main or after. Everything it makes lives on the
+// heap and is never destroyed, so that threads still logging while the
+// process exits find it intact.
+//
+//===----------------------------------------------------------------------===//
+#include "qzlog/Logger.h"
+
+#include "qzlog/Appender.h"
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LoggerName.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingTime.h"
+#include "qzstd/ThreadLocalStorage.h"
+
+#include <atomic>
+#include <cstdlib>
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+namespace {
+// Zero-initialised control words and flags: usable before any constructor
+// of this library has run.
+int g_threadingOnce = 0;
+int g_startOnce = 0;
+std::atomic<bool> g_singleThreaded{true};
+std::atomic<bool> g_initialized{false};
+
+void decideThreading() {
+    // Nothing in the library asks for single-threaded mode; the branches
+    // that test it stay for hosts built that way.
+    g_singleThreaded.store(false, std::memory_order_release);
+}
+
+void terminateAtExit() {
+    _qzlogTerminate();
+}
+
+void bringUpApplicationContext() {
+    // The application context joins start-up here once contexts exist.
+}
+
+void startOnce() {
+    _qzlogInitialize();
+    g_initialized.store(true, std::memory_order_release);
+    _qzlogStart();
+}
+} // namespace
+
+void qzlogInitialize() {
+    MultiThreading::Once(g_threadingOnce, &decideThreading);
+    MultiThreading::Once(g_startOnce, &startOnce);
+}
+
+void _qzlogInitialize() {
+    Level::Initialize();
+    Appender::Initialize();
+    EventAttributes::Initialize();
+    LoggingTime::Initialize();
+    LoggerName::Initialize();
+    LogBufferImpl::Initialize();
+    Logger::Initialize();
+    LoggerRepository::Initialize();
+    bringUpApplicationContext();
+    std::atexit(&terminateAtExit);
+}
+
+void _qzlogStart() {
+    LoggingTime::Start();
+    LogBufferImpl::Start();
+}
+
+void _qzlogTerminate() {
+    LoggerName::Terminate();
+}
+
+bool qzlogInitialized() {
+    return g_initialized.load(std::memory_order_acquire);
+}
+
+bool qzlogIsSingleThreaded() {
+    return g_singleThreaded.load(std::memory_order_acquire);
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs

@@ -1,0 +1,105 @@
+//===- qzstd/Mutex.h - Mutexes, spin locks and the scoped guard -*- C++ -*-===//
+//
+// Thin wrappers over the POSIX lock primitives that every subsystem locks
+// through. Their one decision that matters everywhere: a failing call is not
+// returned to the caller but reported (catalogue message 542 or 543), and the
+// caller carries on as if the call had worked. Only TryLock returns a result.
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZSTD_MUTEX_H
+#define QZSTD_MUTEX_H
+
+#include <pthread.h>
+
+namespace qzs {
+namespace qzlib {
+namespace MultiThreading {
+
+/// A POSIX mutex, recursive by default.
+///
+/// | Type | Kind | Re-lock by the owner |
+/// |---|---|---|
+/// | Recursive (0) | PTHREAD_MUTEX_RECURSIVE | counts; needs as many Unlock calls |
+/// | ErrorCheck (1) | PTHREAD_MUTEX_ERRORCHECK | Lock reports EDEADLK; TryLock answers false |
+///
+/// Kept a base class on purpose: the thread-context table derives from it.
+/// The destructor takes and releases the lock once, so it waits for a holder.
+class Mutex {
+public:
+    enum Type { Recursive = 0, ErrorCheck = 1 };
+
+    explicit Mutex(Type type = Recursive);
+    virtual ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    /// Blocks until held. A failure is reported and the caller proceeds.
+    void Lock();
+    /// True if taken. EBUSY and EDEADLK answer false silently.
+    bool TryLock();
+    void Unlock();
+
+    pthread_mutex_t* native() { return &m_mutex; }
+
+private:
+    pthread_mutex_t m_mutex;
+};
+
+/// A process-private POSIX spin lock; spinning and fairness are the platform's.
+class Spinlock {
+public:
+    Spinlock();
+    ~Spinlock();
+    Spinlock(const Spinlock&) = delete;
+    Spinlock& operator=(const Spinlock&) = delete;
+
+    void Lock();
+    bool TryLock();
+    void Unlock();
+
+private:
+    pthread_spinlock_t m_lock;
+};
+
+/// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock).
+/// Locks in the constructor; unlocks the right kind in the destructor unless
+/// the pointer is null or release() was called.
+class ScopedLock {
+public:
+    enum Kind { KindMutex = 1, KindSpinlock = 2 };
+
+    explicit ScopedLock(Mutex* m) : m_lock(m), m_kind(KindMutex) {
+        if (m)
+            m->Lock();
+    }
+    explicit ScopedLock(Mutex& m) : ScopedLock(&m) {}
+    explicit ScopedLock(Spinlock* s) : m_lock(s), m_kind(KindSpinlock) {
+        if (s)
+            s->Lock();
+    }
+    explicit ScopedLock(Spinlock& s) : ScopedLock(&s) {}
+    ~ScopedLock() { unlock(); }
+    ScopedLock(const ScopedLock&) = delete;
+    ScopedLock& operator=(const ScopedLock&) = delete;
+
+    /// Unlocks now; the destructor then does nothing.
+    void unlock() {
+        if (!m_lock)
+            return;
+        if (m_kind == KindMutex)
+            static_cast<Mutex*>(m_lock)->Unlock();
+        else
+            static_cast<Spinlock*>(m_lock)->Unlock();
+        m_lock = nullptr;
+    }
+
+private:
+    void* m_lock;
+    int m_kind;
+};
+
+} // namespace MultiThreading
+} // namespace qzlib
+} // namespace qzs
+
+#endif // QZSTD_MUTEX_H

@@ -1,0 +1,93 @@
+//===- qzstd/NumberString.cpp - Integers to text --------------------------===//
+#include "qzstd/NumberString.h"
+
+#include <cstring>
+
+namespace {
+
+// Writes the digits of `value` backwards from `end`; returns the first digit.
+char* decimalBackwards(uint64_t value, char* end) {
+    do {
+        *--end = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value);
+    return end;
+}
+
+size_t unsignedToString(uint64_t value, char* dst) {
+    char work[24];
+    char* first = decimalBackwards(value, work + sizeof work);
+    size_t len = static_cast<size_t>(work + sizeof work - first);
+    std::memcpy(dst, first, len);
+    dst[len] = '\0';
+    return len;
+}
+
+size_t signedToString(int64_t value, char* dst) {
+    if (value >= 0)
+        return unsignedToString(static_cast<uint64_t>(value), dst);
+    *dst = '-';
+    // Negate in unsigned arithmetic so that the most negative value works.
+    return 1 + unsignedToString(0 - static_cast<uint64_t>(value), dst + 1);
+}
+
+void unsignedToBuffer(uint64_t value, char* dst, size_t width) {
+    for (size_t i = width; i-- > 0;) {
+        dst[i] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    }
+}
+
+void signedToBuffer(int64_t value, char* dst, size_t width) {
+    if (value >= 0 || width == 0) {
+        unsignedToBuffer(value >= 0 ? static_cast<uint64_t>(value) : 0 - static_cast<uint64_t>(value),
+                         dst, width);
+        return;
+    }
+    *dst = '-';
+    unsignedToBuffer(0 - static_cast<uint64_t>(value), dst + 1, width - 1);
+}
+
+} // namespace
+
+size_t i8ToString(int8_t v, char* d) { return signedToString(v, d); }
+size_t i16ToString(int16_t v, char* d) { return signedToString(v, d); }
+size_t i32ToString(int32_t v, char* d) { return signedToString(v, d); }
+size_t i64ToString(int64_t v, char* d) { return signedToString(v, d); }
+size_t u8ToString(uint8_t v, char* d) { return unsignedToString(v, d); }
+size_t u16ToString(uint16_t v, char* d) { return unsignedToString(v, d); }
+size_t u32ToString(uint32_t v, char* d) { return unsignedToString(v, d); }
+size_t u64ToString(uint64_t v, char* d) { return unsignedToString(v, d); }
+
+void i8ToBuffer(int8_t v, char* d, size_t w) { signedToBuffer(v, d, w); }
+void i16ToBuffer(int16_t v, char* d, size_t w) { signedToBuffer(v, d, w); }
+void i32ToBuffer(int32_t v, char* d, size_t w) { signedToBuffer(v, d, w); }
+void i64ToBuffer(int64_t v, char* d, size_t w) { signedToBuffer(v, d, w); }
+void u8ToBuffer(uint8_t v, char* d, size_t w) { unsignedToBuffer(v, d, w); }
+void u16ToBuffer(uint16_t v, char* d, size_t w) { unsignedToBuffer(v, d, w); }
+void u32ToBuffer(uint32_t v, char* d, size_t w) { unsignedToBuffer(v, d, w); }
+void u64ToBuffer(uint64_t v, char* d, size_t w) { unsignedToBuffer(v, d, w); }
+
+size_t HexString(uint64_t value, char* dst, size_t digits, bool upperCase) {
+    const char* set = upperCase ? "0123456789ABCDEF" : "0123456789abcdef";
+    for (size_t i = digits; i-- > 0;) {
+        dst[i] = set[value & 15];
+        value >>= 4;
+    }
+    dst[digits] = '\0';
+    return digits;
+}
+
+size_t OctalString(uint64_t value, char* dst) {
+    char work[24];
+    char* end = work + sizeof work;
+    char* p = end;
+    do {
+        *--p = static_cast<char>('0' + (value & 7));
+        value >>= 3;
+    } while (value);
+    size_t len = static_cast<size_t>(end - p);
+    std::memcpy(dst, p, len);
+    dst[len] = '\0';
+    return len;
+}
