@@ -1,1 +1,83 @@
-int main() { return 0; }
+//===- examples/qzdemo.cpp - A small host of the library ------------------===//
+//
+// What a newcomer runs first: a host that configures logging without a file,
+// builds a small logger tree with levels and additivity, adds a pattern
+// layout and a filter chain, logs from two threads, and prints the summary
+// report the library keeps.
+//
+//===----------------------------------------------------------------------===//
+#include <qzlib.h>
+
+#include <cstdio>
+#include <string>
+#include <thread>
+
+using namespace qzs::qzlib::qzlog;
+
+namespace {
+
+// Loggers are usually fetched once, in a static initialiser; the first one
+// brings the framework up before main runs.
+Logger* const g_capture = Logger::getRepository().getLogger("demo.capture");
+Logger* const g_reader = Logger::getRepository().getLogger("demo.capture.reader");
+Logger* const g_audit = Logger::getRepository().getLogger("demo.audit");
+
+void worker(const char* name, int records) {
+    Logger::getRepository().setThreadName(name);
+    for (int i = 1; i <= records; ++i) {
+        QZ_DEBUG(g_reader, "record %d of %d read by %s", i, records, name);
+        if (i % 2 == 0)
+            QZ_INFO(g_capture, "checkpoint at record %d", i);
+    }
+    QZ_WARN(g_capture, "%s finished after %d records", name, records);
+    Logger::getRepository().threadComplete();
+}
+
+} // namespace
+
+int main() {
+    std::printf("== 1. BasicConfigurator: a console appender on the root, pattern \"%%r [%%t] %%p %%c - %%m%%n\"\n");
+    BasicConfigurator::configure();
+    Logger* root = Logger::getRepository().getRootLogger();
+    QZ_WARN(root, "the root logs at WARN and above; INFO and DEBUG stay silent");
+    QZ_INFO(root, "so this INFO line is not printed");
+    QZ_ERROR(root, "an ERROR passes too");
+
+    std::printf("\n== 2. Levels inherit down the tree: demo.capture at DEBUG, its reader inherits\n");
+    g_capture->setLevel(Level::Debug);
+    QZ_DEBUG(g_reader, "reader effective level is %s", Level::getName(g_reader->getEffectiveLevel()));
+
+    std::printf("\n== 3. A second appender with its own pattern, and additivity switched off for audit\n");
+    ConsoleAppender* audit = new ConsoleAppender("audit", stdout, new PatternLayout("AUDIT %-5p %c{1}: %m%n"));
+    g_audit->addAppender(*audit);
+    g_audit->setAdditivity(false);
+    g_audit->setLevel(Level::Info);
+    QZ_INFO(g_audit, "user %s changed parameter %s to %d", "admin", "MAXTRANS", 500);
+
+    std::printf("\n== 4. A filter chain: only WARN and above that mention \"finished\" pass the detailed appender\n");
+    ConsoleAppender* detailed =
+        new ConsoleAppender("detailed", stdout, new PatternLayout("DETAIL %d{%H:%M:%S} [%-8t] %-5p %.12c %l - %m%n"));
+    detailed->addFilter(new LevelRangeFilter(Level::Warn, Level::Fatal, Filter::Neutral));
+    detailed->addFilter(new StringMatchFilter("finished", Filter::Accept));
+    detailed->addFilter(new DenyAllFilter());
+    g_capture->addAppender(*detailed);
+
+    std::printf("\n== 5. Two threads log through the same appenders\n");
+    std::thread first(worker, "reader-1", 4);
+    first.join();
+    std::thread second(worker, "reader-2", 2);
+    second.join();
+
+    std::printf("\n== 6. Arguments are stored raw and formatted only for text output\n");
+    const unsigned char bytes[] = "raw bytes\x01\x02\x03 and more raw bytes to fill a second line";
+    QZ_INFO(g_capture, "a pointer %p, hex %x, a float %8.3f, raw data: %s", &bytes, 48879, 3.14159f,
+            LoggingRawData(bytes, sizeof bytes - 1));
+    QZ_INFO(g_capture, "too few arguments: %d %d", 1);
+    QZ_INFO(g_capture, "an unknown conversion: %q", 1);
+
+    std::printf("\n== 7. The summary report\n");
+    std::string report;
+    Logger::getRepository().getSummaryReport(report);
+    std::fputs(report.c_str(), stdout);
+    return 0;
+}

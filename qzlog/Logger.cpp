@@ -31,12 +31,17 @@ Logger::Logger(unsigned short id, const char* name)
     : parent(nullptr), impl(new Impl), id(id), ownLevelByte(0), effectiveLevel(&ownLevelByte),
       level(Level::Inherit), eventsLogged(0), eventsIssued(0) {
     impl->name = new LoggerName(name);
+    if (impl->name->name[0] == '\0') {
+        // The root starts at WARN, configured and effective.
+        level = Level::Warn;
+        ownLevelByte = Level::Warn;
+    }
 }
 
 Logger::Logger(unsigned short id, const char* name, unsigned char& levelByte) : Logger(id, name) {
     effectiveLevel = &levelByte;
     // A caller's byte starts out as the effective level of a new logger.
-    __atomic_store_n(effectiveLevel, 0, __ATOMIC_RELAXED);
+    __atomic_store_n(effectiveLevel, ownLevelByte, __ATOMIC_RELAXED);
 }
 
 Logger::~Logger() {

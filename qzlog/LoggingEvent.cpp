@@ -224,14 +224,6 @@ uint64_t integerValue(const unsigned char* data, LogDataType type, size_t& digit
     }
 }
 
-// Inserts `indent` blanks after each newline of `text`.
-void indentLines(std::string& text, size_t indent) {
-    if (indent == 0)
-        return;
-    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1 + indent))
-        text.insert(at + 1, indent, ' ');
-}
-
 } // namespace
 
 void LoggingEvent::formatFloat(const unsigned char* data, unsigned int width, unsigned int precision,
@@ -362,7 +354,7 @@ void LoggingEvent::format(std::string& out) const {
                 if (scratch.longText.empty() && std::strchr(scratch.buffer, '\n'))
                     scratch.longText = scratch.buffer;
                 if (!scratch.longText.empty())
-                    indentLines(scratch.longText, out.size());
+                    Token::indentLines(scratch.longText, out);
             }
             result = scratch.text ? scratch.text
                                   : (!scratch.longText.empty() ? scratch.longText.c_str() : scratch.buffer);

@@ -235,12 +235,8 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             std::string& message = impl->scratch;
             message.clear();
             event->format(message);
-            if (!out.empty() && message.find('\n') != std::string::npos) {
-                size_t indent = out.size();
-                for (size_t at = message.find('\n'); at != std::string::npos;
-                     at = message.find('\n', at + 1 + indent))
-                    message.insert(at + 1, indent, ' ');
-            }
+            if (message.find('\n') != std::string::npos)
+                Token::indentLines(message, out);
             token.addToResult(message.c_str(), out);
             continue;
         }

@@ -137,6 +137,15 @@ void Token::addToResult(const char* value, std::string& out) const {
     }
 }
 
+void Token::indentLines(std::string& text, const std::string& out) {
+    size_t lastNewline = out.rfind('\n');
+    size_t indent = lastNewline == std::string::npos ? out.size() : out.size() - lastNewline - 1;
+    if (indent == 0)
+        return;
+    for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1 + indent))
+        text.insert(at + 1, indent, ' ');
+}
+
 } // namespace qzlog
 } // namespace qzlib
 } // namespace qzs

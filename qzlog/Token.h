@@ -42,6 +42,13 @@ public:
     /// narrow right-aligned field shows the end of a long name.
     void addToResult(const char* text, std::string& out) const;
 
+    /// Inserts, after each newline of `text`, as many blanks as the column at
+    /// which `text` will start in `out`, so a multi-line value lines up under
+    /// its first line. Decision: the column counts from the last newline of
+    /// `out`, not from its start, so that a message that already holds a
+    /// newline does not push its later lines far to the right.
+    static void indentLines(std::string& text, const std::string& out);
+
     int type;
     bool leftAlign;
     bool zeroPad;

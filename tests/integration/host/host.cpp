@@ -1,0 +1,42 @@
+// A host program built outside the tree against an installed copy of the
+// library: it logs through a pattern layout and checks what came out.
+#include <qzlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+using namespace qzs::qzlib::qzlog;
+
+namespace {
+class Collect : public WriterAppender {
+public:
+    Collect() : WriterAppender("collect") {}
+    void write(const void* bytes, unsigned long size) override {
+        text.append(static_cast<const char*>(bytes), size);
+    }
+    std::string text;
+};
+
+Logger* const g_log = Logger::getRepository().getLogger("host.main");
+} // namespace
+
+int main() {
+    if (!qzlogInitialized()) {
+        std::puts("framework not started before main");
+        return 1;
+    }
+    Collect* out = new Collect();
+    out->setLayout(new PatternLayout("%p %c{1} [%t] %m%n"));
+    g_log->addAppender(*out);
+    g_log->setLevel(Level::Info);
+    QZ_DEBUG(g_log, "hidden %d", 1);
+    QZ_INFO(g_log, "installed %s works, %d%% sure of %s", "library", 100, "it");
+    const char* expected = "INFO main [main] installed library works, 100% sure of it\n";
+    if (out->text != expected) {
+        std::printf("unexpected output: [%s]\n", out->text.c_str());
+        return 1;
+    }
+    std::puts("host ok");
+    return 0;
+}
