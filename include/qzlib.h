@@ -29,6 +29,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingEvent.h"
+#include "qzlog/LoggingPause.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/PatternLayout.h"
 #include "qzlog/WriterAppender.h"

@@ -126,6 +126,15 @@ Logger* LoggerRepository::getRootLogger() {
     return impl->root;
 }
 
+std::vector<Logger*> LoggerRepository::getCurrentLoggers() {
+    ScopedLock guard(impl->mutex);
+    std::vector<Logger*> loggers;
+    loggers.reserve(impl->tree.size());
+    for (auto& entry : impl->tree)
+        loggers.push_back(entry.second);
+    return loggers;
+}
+
 unsigned long LoggerRepository::getLoggerCount() const {
     ScopedLock guard(impl->mutex);
     return impl->tree.size();

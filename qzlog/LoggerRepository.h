@@ -10,6 +10,7 @@
 #define QZLOG_LOGGERREPOSITORY_H
 
 #include <string>
+#include <vector>
 
 namespace qzs {
 namespace qzlib {
@@ -42,6 +43,8 @@ public:
     /// for use when loggers are not being made concurrently.
     Logger* exists(const char* name);
     Logger* getRootLogger();
+    /// A snapshot of every logger, in tree order.
+    std::vector<Logger*> getCurrentLoggers();
     unsigned long getLoggerCount() const;
     /// The next event sequence number; the first is 1.
     unsigned int getEventSequence();

@@ -3,6 +3,7 @@
 
 #include "qzlog/LogBuffer.h"
 #include "qzlog/LogThreadContext.h"
+#include "qzlog/LoggingPause.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
@@ -143,6 +144,10 @@ void LoggingEvent::addArg(const char16_t* v) {
     while (v[n])
         ++n;
     addDetail(LogUTF16, v, (n + 1) * 2);
+}
+
+void LoggingEvent::addArg(const LoggingCallStack& stack) {
+    addDetail(LogString, stack.data(), stack.size());
 }
 
 void LoggingEvent::setBufferLocation(const LogBuffer* buf) {

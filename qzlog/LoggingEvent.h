@@ -23,6 +23,7 @@ namespace qzlog {
 
 class LogBuffer;
 class LogThreadContext;
+class LoggingCallStack;
 
 /// Seconds and microseconds, 32 bits each.
 struct timeval32_t {
@@ -166,6 +167,7 @@ public:
     void addArg(const timeval32_t& v) { addDetail(LogTime, &v, 8); }
     void addArg(const char16_t* v);
     void addArg(std::nullptr_t) { addPointer(nullptr); }
+    void addArg(const LoggingCallStack& stack);
     template <typename T>
     void addArg(T* v) {
         addPointer(static_cast<const void*>(v));
