@@ -13,6 +13,12 @@
 #include "qzstd/Mutex.h"
 #include "qzstd/ThreadLocalStorage.h"
 
+// Containers and hashes
+#include "itempool.h"
+#include "qzstd/Hash.h"
+#include "qzstd/HashArray.h"
+#include "qzstd/SparseArray.h"
+
 // Text and memory utilities
 #include "qzstd/NumberString.h"
 #include "qzstd/memutl.h"

@@ -11,10 +11,10 @@
 #include "qzlog/Token.h"
 #include "qzstd/Mutex.h"
 #include "qzstd/NumberString.h"
+#include "qzstd/SparseArray.h"
 #include "qzstd/memutl.h"
 
 #include <cstdio>
-#include <unordered_map>
 #include <vector>
 
 namespace qzs {
@@ -29,15 +29,15 @@ Mutex* EventAttributes::m_PoolMutex = nullptr;
 
 namespace {
 // Source file pointer to ordinal << 16, and event id to location record.
-// Both only grow, guarded by m_PoolMutex.
-std::unordered_map<unsigned long, unsigned int>* g_sourceIDs = nullptr;
-std::unordered_map<unsigned int, LocationDependentAttributes*>* g_eventPool = nullptr;
+// Both only grow, guarded by m_PoolMutex, and are never destroyed.
+SparseArray<unsigned int, unsigned long>* g_sourceIDs = nullptr;
+SparseArray<LocationDependentAttributes*, unsigned int>* g_eventPool = nullptr;
 } // namespace
 
 void EventAttributes::Initialize() {
     m_PoolMutex = new Mutex();
-    g_sourceIDs = new std::unordered_map<unsigned long, unsigned int>(256);
-    g_eventPool = new std::unordered_map<unsigned int, LocationDependentAttributes*>(256);
+    g_sourceIDs = new SparseArray<unsigned int, unsigned long>();
+    g_eventPool = new SparseArray<LocationDependentAttributes*, unsigned int>();
 }
 
 unsigned long EventAttributes::sourceCount() {
@@ -46,15 +46,14 @@ unsigned long EventAttributes::sourceCount() {
 }
 
 unsigned int EventAttributes::getEventID(const char* const& file, unsigned short line, bool& isNew) {
-    unsigned long key = reinterpret_cast<unsigned long>(file);
-    auto found = g_sourceIDs->find(key);
-    if (found != g_sourceIDs->end()) {
+    const unsigned long key = reinterpret_cast<unsigned long>(file);
+    if (const unsigned int* base = g_sourceIDs->find(key)) {
         isNew = false;
-        return found->second + line;
+        return *base + line;
     }
     isNew = true;
-    unsigned int base = static_cast<unsigned int>(g_sourceIDs->size()) << 16;
-    g_sourceIDs->emplace(key, base);
+    const unsigned int base = static_cast<unsigned int>(g_sourceIDs->size()) << 16;
+    (*g_sourceIDs)[key] = base;
     return base + line;
 }
 
@@ -64,9 +63,8 @@ void EventAttributes::constructorInit(const char* file, unsigned short line, con
     bool isNew = false;
     eventId = getEventID(file, line, isNew);
     if (!isNew) {
-        auto found = g_eventPool->find(eventId);
-        if (found != g_eventPool->end()) {
-            location = found->second;
+        if (LocationDependentAttributes* const* found = g_eventPool->find(eventId)) {
+            location = *found;
             return;
         }
     }
@@ -151,7 +149,8 @@ void LoggingEvent::addArg(const LoggingCallStack& stack) {
 }
 
 void LoggingEvent::setBufferLocation(const LogBuffer* buf) {
-    const LogBufferImpl* impl = dynamic_cast<const LogBufferImpl*>(buf);
+    // LogBufferImpl is the one real buffer class.
+    const LogBufferImpl* impl = static_cast<const LogBufferImpl*>(buf);
     if (!impl)
         return;
     bufferBlock = impl->currentBlock();
