@@ -10,7 +10,9 @@
 
 // Threads and locks
 #include "qzstd/Event.h"
+#include "qzstd/MainThread.h"
 #include "qzstd/Mutex.h"
+#include "qzstd/Thread.h"
 #include "qzstd/ThreadLocalStorage.h"
 
 // Containers and hashes

@@ -1,9 +1,12 @@
 //===- qzlog/LogThreadContext.cpp - Per-thread logging record -------------===//
 #include "qzlog/LogThreadContext.h"
 
+#include "qzstd/Thread.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <unistd.h>
 
 namespace qzs {
 namespace qzlib {
@@ -20,19 +23,30 @@ LogThreadContext::~LogThreadContext() {
 }
 
 const char* LogThreadContext::getName() const {
-    // A thread object's own name takes precedence once threads carry names;
-    // until then the context's name, or "Thread N" made once, is the answer.
-    if (!name) {
+    if (name)
+        return name;
+    // Kept as it is: the thread asked is the calling one, which for a
+    // thread's own context is the thread itself.
+    if (MultiThreading::Thread* thread = MultiThreading::Thread::GetCurrentThread())
+        if (!thread->GetName().empty())
+            return thread->GetName().c_str();
+    {
         char text[32];
         std::snprintf(text, sizeof text, "Thread %u", threadContextNumber);
-        name = ::strdup(text);
+        // The main thread is "main" even when another thread brought the
+        // framework up and its own context was made later.
+        name = ::strdup(threadId == static_cast<uint64_t>(::getpid()) ? "main" : text);
     }
     return name;
 }
 
 void LogThreadContext::setName(const char* newName) {
     std::free(name);
-    name = newName ? ::strdup(newName) : nullptr;
+    name = nullptr;
+    if (MultiThreading::Thread* thread = MultiThreading::Thread::GetCurrentThread())
+        thread->SetName(newName);
+    else if (newName)
+        name = ::strdup(newName);
 }
 
 void LogThreadContext::getThreadData(std::string& out) const {

@@ -27,7 +27,8 @@ public:
     LogThreadContext(const LogThreadContext&) = delete;
     LogThreadContext& operator=(const LogThreadContext&) = delete;
 
-    /// The thread's own name if set; otherwise "Thread N", made once.
+    /// The thread's own name if set; otherwise "main" for the process's main
+    /// thread and "Thread N" for any other, made once.
     const char* getName() const;
     /// Replaces the name; null clears it.
     void setName(const char* name);

@@ -50,13 +50,15 @@ Logger::~Logger() {
 }
 
 LoggerRepository& Logger::getRepository() {
-    if (!m_repository)
+    // Acquire pairs with the release in Initialize: a thread that finds the
+    // pointer while another is still starting the framework finds it built.
+    if (!__atomic_load_n(&m_repository, __ATOMIC_ACQUIRE))
         qzlogInitialize();
     return *m_repository;
 }
 
 void Logger::Initialize() {
-    m_repository = new LoggerRepository();
+    __atomic_store_n(&m_repository, new LoggerRepository(), __ATOMIC_RELEASE);
 }
 
 const char* Logger::getName() const {

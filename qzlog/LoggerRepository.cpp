@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <vector>
 
 namespace qzs {
@@ -43,7 +45,10 @@ struct LoggerRepository::Impl {
 };
 
 LoggerRepository::LoggerRepository() : impl(new Impl), threshold(Level::All) {
-    setThreadName("main");
+    // Start-up runs on whichever thread touched the framework first, which
+    // need not be the main thread; only the main thread is named "main".
+    if (::syscall(SYS_gettid) == ::getpid())
+        setThreadName("main");
 }
 
 LoggerRepository::~LoggerRepository() {

@@ -5,7 +5,7 @@
 #include "qzlog/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzstd/Event.h"
-#include "qzstd/FaultReport.h"
+#include "qzstd/Thread.h"
 
 #include <pthread.h>
 
@@ -63,14 +63,11 @@ void LoggingTime::Initialize() {
 void LoggingTime::Start() {
     if (qzlogIsSingleThreaded())
         return;
-    // The clock thread runs detached to the end of the process; nothing joins it.
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    pthread_t thread;
-    if (int rc = pthread_create(&thread, &attributes, &LoggingTime::TimeThread, nullptr))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzlog", "LoggingTime::Start"));
-    pthread_attr_destroy(&attributes);
+    // The clock thread runs detached to the end of the process; nothing
+    // joins it, and its Thread object is kept for ever.
+    static MultiThreading::Thread* const thread =
+        new MultiThreading::Thread(&LoggingTime::TimeThread, "TimeThread", MultiThreading::Detached);
+    thread->Start(nullptr);
 }
 
 uint64_t LoggingTime::wakeUpTimeThread() {
@@ -88,8 +85,7 @@ uint64_t LoggingTime::wakeUpTimeThread() {
     return stamp;
 }
 
-void* LoggingTime::TimeThread(void*) {
-    LogBufferImpl::getThreadContext(0)->setName("TimeThread");
+unsigned int LoggingTime::TimeThread(void*) {
     pthread_setname_np(pthread_self(), "TimeThread");
     while (LogBufferImpl::m_state.load(std::memory_order_acquire) < 3) {
         unsigned int wait = m_timerIdle.load(relaxed) ? 0 : m_timerResolution.load(relaxed);
@@ -117,7 +113,7 @@ void* LoggingTime::TimeThread(void*) {
             m_timerResolution.store(resolution * 8, relaxed);
         }
     }
-    return nullptr;
+    return 0;
 }
 
 void LoggingTime::getCurrentTime(timeval32_t* out) {

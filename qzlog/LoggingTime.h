@@ -49,7 +49,7 @@ public:
     /// The reader's path: the cached stamp, or a fresh one that wakes the
     /// sleeping time thread.
     static uint64_t wakeUpTimeThread();
-    static void* TimeThread(void*);
+    static unsigned int TimeThread(void*);
 
     /// Seconds in the upper 32 bits, microseconds in the lower.
     static std::atomic<uint64_t>* m_timeStamp;

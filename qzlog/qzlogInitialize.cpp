@@ -48,6 +48,9 @@ void bringUpApplicationContext() {
 void startOnce() {
     _qzlogInitialize();
     g_initialized.store(true, std::memory_order_release);
+    // Another thread may have made loggers while start-up ran, when nothing
+    // was recalculated; give them their levels now.
+    Logger::m_repository->recalculateEffectiveLevels();
     _qzlogStart();
 }
 } // namespace

@@ -1,7 +1,7 @@
 //===- qzstd/Event.cpp - A settable event over a condition ----------------===//
 #include "qzstd/Event.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzstd/Thread.h"
 
 #include <cerrno>
 #include <sys/time.h>
@@ -13,7 +13,7 @@ namespace MultiThreading {
 
 Event::Event(Type type) : m_type(type), m_fired(false), m_mutex(Mutex::ErrorCheck) {
     if (int rc = pthread_cond_init(&m_cond, nullptr))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Event::Event"));
+        Thread::IssueError(rc);
 }
 
 Event::~Event() {
@@ -27,7 +27,7 @@ void Event::Fire() {
         m_fired = true;
     m_mutex.Unlock();
     if (rc)
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Event::Fire"));
+        Thread::IssueError(rc);
 }
 
 bool Event::IsFired() {
@@ -95,7 +95,7 @@ bool Event::Wait(unsigned int milliseconds) {
         m_fired = false;
     m_mutex.Unlock();
     if (error)
-        detail::reportThreadError(error, QZ_FAULT_SITE("qzstd", "Event::Wait"));
+        Thread::IssueError(error);
     return woken;
 }
 

@@ -7,7 +7,7 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Mutex.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzstd/Thread.h"
 
 #include <cerrno>
 
@@ -42,12 +42,12 @@ Mutex::~Mutex() {
     if (pthread_mutex_lock(&m_mutex) == 0)
         pthread_mutex_unlock(&m_mutex);
     if (int rc = pthread_mutex_destroy(&m_mutex))
-        detail::reportThreadWarning(rc, QZ_FAULT_SITE("qzstd", "Mutex::~Mutex"));
+        Thread::IssueWarning(rc);
 }
 
 void Mutex::Lock() {
     if (int rc = pthread_mutex_lock(&m_mutex))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Mutex::Lock"));
+        Thread::IssueError(rc);
 }
 
 bool Mutex::TryLock() {
@@ -55,30 +55,30 @@ bool Mutex::TryLock() {
     if (rc == 0)
         return true;
     if (rc != EBUSY && rc != EDEADLK)
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Mutex::TryLock"));
+        Thread::IssueError(rc);
     return false;
 }
 
 void Mutex::Unlock() {
     if (int rc = pthread_mutex_unlock(&m_mutex))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Mutex::Unlock"));
+        Thread::IssueError(rc);
 }
 
 Spinlock::Spinlock() {
     if (int rc = pthread_spin_init(&m_lock, PTHREAD_PROCESS_PRIVATE))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Spinlock::Spinlock"));
+        Thread::IssueError(rc);
 }
 
 Spinlock::~Spinlock() {
     if (pthread_spin_lock(&m_lock) == 0)
         pthread_spin_unlock(&m_lock);
     if (int rc = pthread_spin_destroy(&m_lock))
-        detail::reportThreadWarning(rc, QZ_FAULT_SITE("qzstd", "Spinlock::~Spinlock"));
+        Thread::IssueWarning(rc);
 }
 
 void Spinlock::Lock() {
     if (int rc = pthread_spin_lock(&m_lock))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Spinlock::Lock"));
+        Thread::IssueError(rc);
 }
 
 bool Spinlock::TryLock() {
@@ -86,13 +86,13 @@ bool Spinlock::TryLock() {
     if (rc == 0)
         return true;
     if (rc != EBUSY && rc != EDEADLK)
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Spinlock::TryLock"));
+        Thread::IssueError(rc);
     return false;
 }
 
 void Spinlock::Unlock() {
     if (int rc = pthread_spin_unlock(&m_lock))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Spinlock::Unlock"));
+        Thread::IssueError(rc);
 }
 
 } // namespace MultiThreading

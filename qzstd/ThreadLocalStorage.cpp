@@ -1,7 +1,7 @@
 //===- qzstd/ThreadLocalStorage.cpp - Once and thread-local slots ---------===//
 #include "qzstd/ThreadLocalStorage.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzstd/Thread.h"
 
 static_assert(sizeof(pthread_once_t) == sizeof(int) && PTHREAD_ONCE_INIT == 0,
               "Once relies on an int control word that starts at zero");
@@ -16,12 +16,12 @@ Once::Once(int& control, void (*routine)()) {
 
 _ThreadLocalStorage::_ThreadLocalStorage(void (*destructor)(void*)) : m_key() {
     if (int rc = pthread_key_create(&m_key, destructor))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "_ThreadLocalStorage"));
+        Thread::IssueError(rc);
 }
 
 void _ThreadLocalStorage::set(void* value) {
     if (int rc = pthread_setspecific(m_key, value))
-        detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "_ThreadLocalStorage::set"));
+        Thread::IssueError(rc);
 }
 
 namespace {
