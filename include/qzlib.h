@@ -28,6 +28,7 @@
 // Logging
 #include "qzlog/Appender.h"
 #include "qzlog/BasicConfigurator.h"
+#include "qzlog/CDataItem.h"
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
 #include "qzlog/Level.h"
