@@ -24,6 +24,7 @@
 // Text and memory utilities
 #include "qzstd/NumberString.h"
 #include "qzstd/memutl.h"
+#include "qzstd/fileutl.h"
 
 // Logging
 #include "qzlog/Appender.h"
