@@ -152,7 +152,8 @@ unsigned char Logger::getAppenderThreshold() const {
 }
 
 void Logger::setLevel(unsigned char newLevel) {
-    level = newLevel;
+    // Relaxed atomic: a recalculation on another thread may read it at any time.
+    __atomic_store_n(&level, newLevel, __ATOMIC_RELAXED);
     __atomic_store_n(effectiveLevel, newLevel, __ATOMIC_RELAXED);
     getRepository().recalculateEffectiveLevels();
 }

@@ -94,7 +94,7 @@ public:
     /// Stores the configured level, writes it straight into the effective
     /// byte, then has the repository recalculate every effective byte.
     void setLevel(unsigned char level);
-    unsigned char getLevel() const { return level; }
+    unsigned char getLevel() const { return __atomic_load_n(&level, __ATOMIC_RELAXED); }
     unsigned char getEffectiveLevel() const { return __atomic_load_n(effectiveLevel, __ATOMIC_RELAXED); }
 
     /// The inline test of the macros: at or above the effective byte, and no

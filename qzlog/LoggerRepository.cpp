@@ -162,10 +162,10 @@ void LoggerRepository::recalculateEffectiveLevels() {
     for (auto& entry : impl->tree) {
         Logger* l = entry.second;
         const Logger* node = l;
-        unsigned char value = node->level;
+        unsigned char value = __atomic_load_n(&node->level, __ATOMIC_RELAXED);
         while (value == Level::Inherit && node->parent) {
             node = node->parent;
-            value = node->level;
+            value = __atomic_load_n(&node->level, __ATOMIC_RELAXED);
         }
         value = std::max(value, l->getAppenderThreshold());
         value = std::max(value, floor);

@@ -75,7 +75,9 @@ void makeActiveSet() {
 } // namespace
 
 void Thread::Initialize() {
-    m_pThread = new _ThreadLocalStorage(nullptr);
+    // Release pairs with the acquire in GetCurrentThread, which threads not
+    // started through Thread call at any time.
+    __atomic_store_n(&m_pThread, new _ThreadLocalStorage(nullptr), __ATOMIC_RELEASE);
 }
 
 Thread::Thread(unsigned int (*fn)(void*), const char* threadName, ThreadMode threadMode)
