@@ -33,7 +33,10 @@ test: build
 	ctest --preset release -j $(JOBS)
 
 demo: build
-	./build/release/examples/qzdemo
+	cd build/release/examples && ./qzdemo qzdemo-activity.bin
+	@echo
+	@echo "== 9. retrace replays the activity file as text"
+	cd build/release/examples && ../tools/retrace/retrace qzdemo-activity.bin
 
 bench: deps build/bench/build.ninja
 	cmake --build --preset bench -j $(JOBS)

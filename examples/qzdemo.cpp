@@ -35,7 +35,17 @@ void worker(const char* name, int records) {
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    const char* activityFile = argc > 1 ? argv[1] : "qzdemo-activity.bin";
+
+    // Every event also lands as tokens in its thread's binary buffer; an
+    // appender with a BinaryLayout receives whole buffers and keeps them as an
+    // activity file, which the retrace tool replays as text.
+    FileAppender* binary = new FileAppender("activity");
+    binary->setFile(activityFile);
+    binary->setLayout(new BinaryLayout());
+    Logger::getRepository().getRootLogger()->addAppender(*binary);
+
     std::printf("== 1. BasicConfigurator: a console appender on the root, pattern \"%%r [%%t] %%p %%c - %%m%%n\"\n");
     BasicConfigurator::configure();
     Logger* root = Logger::getRepository().getRootLogger();
@@ -79,5 +89,10 @@ int main() {
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
+
+    // Deliver the buffers still open and close the activity file.
+    Appender::flushOutput();
+    binary->close();
+    std::printf("\n== 8. The binary activity of this run is in %s\n", activityFile);
     return 0;
 }

@@ -10,6 +10,7 @@
 
 // Threads and locks
 #include "qzstd/Event.h"
+#include "qzstd/FaultReport.h"
 #include "qzstd/MainThread.h"
 #include "qzstd/Mutex.h"
 #include "qzstd/Thread.h"
@@ -27,9 +28,11 @@
 #include "qzstd/fileutl.h"
 
 // Logging
+#include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"
 #include "qzlog/BasicConfigurator.h"
 #include "qzlog/CDataItem.h"
+#include "qzlog/FileAppender.h"
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
 #include "qzlog/Level.h"

@@ -1,28 +1,33 @@
-//===- qzlog/LogBuffer.cpp - The per-thread event buffer ------------------===//
+//===- qzlog/LogBuffer.cpp - The per-thread binary event buffer -----------===//
 //
-// Each thread's buffer keeps the details of the event at hand in blocks that
-// it owns and reuses: after the first events of a thread nothing is
-// allocated. A block is never moved while an event uses it, so the detail
-// pointers handed out stay valid until the event is done.
+// Every store checks the exact room it needs before it writes, so a token
+// never stands half written; when an event does not fit, the event moves
+// whole into a new buffer. The first event of a thread finds no buffer at all
+// and takes the same path, which is why every buffer opens with its tokens in
+// full form.
 //
 //===----------------------------------------------------------------------===//
 #include "qzlog/LogBuffer.h"
 
+#include "qzlog/Level.h"
 #include "qzlog/LogThreadContext.h"
-#include "qzlog/LoggingTime.h"
-#include "qzstd/Event.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingTime.h"
+#include "qzlog/FileAppender.h"
+#include "qzlog/ProcessContext.h"
+#include "qzstd/Event.h"
+#include "qzstd/FaultReport.h"
 #include "qzstd/Mutex.h"
+#include "qzstd/Thread.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <map>
-#include <new>
-#include <sys/syscall.h>
 #include <unistd.h>
-#include <vector>
 
 namespace qzs {
 namespace qzlib {
@@ -33,142 +38,397 @@ using MultiThreading::ScopedLock;
 
 std::atomic<uint32_t> LogBufferImpl::m_state{0};
 
+const unsigned char LogBufferImpl::m_LogStartData[16] = {'<', 2, 0x10, 8, 4, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
 namespace {
 
-// The contexts and the totals of the threads whose contexts were freed.
-// Heap-allocated by Initialize and never destroyed, so they outlive every
-// thread that may still log while the process exits.
-struct ContextTable {
-    Mutex mutex;
-    std::vector<LogThreadContext*> contexts;
-    std::map<unsigned int, LogThreadContext*> readers;
-    unsigned long retiredEvents = 0;
-    unsigned long retiredBytes = 0;
-};
-ContextTable* g_table = nullptr;
+constexpr uint32_t TokenArea = 0xFFFF0;
+constexpr unsigned int ReaderContextMask = 0xF0000000u;
 
-// The calling thread's context. initial-exec keeps the lookup a single load
-// from the thread pointer on the hot path.
+// Process-wide state, made by Initialize and never destroyed, so that
+// threads still logging while the process exits find it intact.
+struct BufferGlobals {
+    Mutex bufferMutex;                       // delivery and the pool
+    Mutex storageMutex;                      // the context table
+    ItemPool<LogBufferImpl::LogBufferPoolItem> pool{1, "LogBufferImpl::LogBufferPool"};
+    std::vector<LogThreadContext*> contexts; // calling-thread contexts, in creation order
+    std::map<unsigned int, LogThreadContext*> readers;
+    std::atomic<uint64_t> totalEvents{0};
+    std::atomic<uint64_t> totalBytes{0};
+};
+BufferGlobals* g = nullptr;
+
+// The calling thread's context: one load from the thread pointer.
 __attribute__((tls_model("initial-exec"))) thread_local LogThreadContext* t_context = nullptr;
 
-constexpr unsigned int ReaderContextMask = 0xF0000000u;
-constexpr uint64_t FirstBlockSize = 16 * 1024;
-
-LogThreadContext* makeContext(uint64_t threadId) {
-    // REQUIRES: g_table->mutex held.
-    unsigned int number = ++LogThreadContext::m_threadContextNumber;
-    LogThreadContext* context = new LogThreadContext(new LogBufferImpl(), threadId, number);
-    g_table->contexts.push_back(context);
-    return context;
+void reportFault(const char* function, unsigned int number, const std::string& text) {
+    detail::reportFault(QZ_FAULT_SITE("qzlog.std", function), number, text);
 }
 
-void retire(LogThreadContext* context) {
-    // REQUIRES: g_table->mutex held.
-    unsigned long events = 0, bytes = 0;
-    if (auto* buffer = static_cast<LogBufferImpl*>(context->buffer))
-        buffer->counts(events, bytes);
-    g_table->retiredEvents += events;
-    g_table->retiredBytes += bytes;
-    auto& list = g_table->contexts;
-    list.erase(std::remove(list.begin(), list.end(), context), list.end());
-    delete context->buffer;
-    delete context;
+LogThreadContext* makeContext(unsigned int number, uint64_t threadId) {
+    // REQUIRES: g->storageMutex held.
+    LogBufferImpl* buffer = new LogBufferImpl();
+    LogThreadContext* context = new LogThreadContext(buffer, threadId, number);
+    buffer->context = context;
+    return context;
 }
 
 } // namespace
 
-LogBufferImpl::LogBufferImpl() : m_block(nullptr), m_blocks(nullptr), m_events(0), m_bytes(0) {
+//===-- Token writers -------------------------------------------------------===//
+
+void LogBufferImpl::write16(uint16_t v) {
+    std::memcpy(cursor, &v, 2);
+    cursor += 2;
+}
+
+void LogBufferImpl::write32(uint32_t v) {
+    std::memcpy(cursor, &v, 4);
+    cursor += 4;
+}
+
+void LogBufferImpl::writeBytes(const void* data, size_t n) {
+    if (n)
+        std::memcpy(cursor, data, n);
+    cursor += n;
+}
+
+LogBufferImpl::LogBufferImpl()
+    : currentBuffer(nullptr), cursor(nullptr), remaining(0), currentEvent(nullptr), eventStart(nullptr),
+      detailStart(nullptr), openDetails(0), context(nullptr) {
     if (m_state.load(std::memory_order_acquire) == 0)
         qzlogInitialize();
+    resetEventAttributes();
 }
 
 LogBufferImpl::~LogBufferImpl() {
-    while (m_blocks) {
-        Block* next = m_blocks->next;
-        std::free(m_blocks);
-        m_blocks = next;
-    }
+    cycleBuffer(false);
 }
 
-void LogBufferImpl::counts(unsigned long& events, unsigned long& bytes) const {
-    events = m_events.load(std::memory_order_relaxed);
-    bytes = m_bytes.load(std::memory_order_relaxed);
+void LogBufferImpl::resetEventAttributes() {
+    std::memset(&eventAttributes, 0, sizeof eventAttributes);
 }
 
-void LogBufferImpl::addEvent(LoggingEvent*) {
-    m_block = m_blocks;
-    for (Block* b = m_blocks; b; b = b->next)
-        b->used = 0;
-    m_events.store(m_events.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+LogThreadContext* LogBufferImpl::ownerContext() const {
+    return context;
 }
 
-unsigned char* LogBufferImpl::reserve(uint64_t size) {
-    // Keep every detail 8-byte aligned so that typed reads of it are safe.
-    size = (size + 7) & ~uint64_t(7);
-    while (m_block && m_block->capacity - m_block->used < size)
-        m_block = m_block->next;
-    if (!m_block) {
-        uint64_t capacity = std::max<uint64_t>(FirstBlockSize, size);
-        Block* block = static_cast<Block*>(std::malloc(sizeof(Block) + capacity));
-        if (!block)
-            return nullptr;
-        block->used = 0;
-        block->capacity = capacity;
-        // New blocks go to the end of the chain so that a scan from the head
-        // visits the older, already warm blocks first.
-        block->next = nullptr;
-        Block** tail = &m_blocks;
-        while (*tail)
-            tail = &(*tail)->next;
-        *tail = block;
-        m_block = block;
-    }
-    unsigned char* at = m_block->data + m_block->used;
-    m_block->used += size;
-    return at;
+bool LogBufferImpl::addDetail(const void* data, unsigned long length) {
+    if (remaining <= length)
+        return false;
+    writeBytes(data, length);
+    remaining -= static_cast<uint32_t>(length);
+    return true;
 }
 
-const void* LogBufferImpl::addDetail(LogDataType type, const void* bytes, unsigned long size) {
-    static const unsigned char empty[8] = {};
-    if (type == LogRaw) {
-        // The raw form keeps its 32-bit length in front of the bytes.
-        uint32_t length = static_cast<uint32_t>(std::min<unsigned long>(size, m_maxDetailSize - 4));
-        unsigned char* at = reserve(4 + length);
-        if (!at)
-            return empty;
-        std::memcpy(at, &length, 4);
-        if (length)
-            std::memcpy(at + 4, bytes, length);
-        m_bytes.store(m_bytes.load(std::memory_order_relaxed) + 4 + length, std::memory_order_relaxed);
-        return at;
+unsigned long LogBufferImpl::storeString(const char* text) {
+    const unsigned long key = reinterpret_cast<unsigned long>(text);
+    if (const unsigned short* number = stringIds.find(key)) {
+        if (remaining < 3)
+            return 0;
+        write8('S');
+        write16(*number);
+        remaining -= 3;
+        return 3;
     }
-    unsigned long stored = std::min<unsigned long>(size, m_maxDetailSize);
-    unsigned char* at = reserve(stored ? stored : 1);
-    if (!at)
-        return empty;
-    if (stored)
-        std::memcpy(at, bytes, stored);
-    // A text cut at the detail limit keeps its terminator.
-    if (stored < size && type == LogString)
-        at[stored - 1] = '\0';
-    if (stored < size && type == LogUTF16 && stored >= 2) {
-        at[(stored & ~1ul) - 1] = 0;
-        at[(stored & ~1ul) - 2] = 0;
+    const char* value = text ? text : "";
+    const size_t n = std::strlen(value);
+    if (remaining < n + 2)
+        return 0;
+    const unsigned short number = static_cast<unsigned short>(stringIds.size());
+    write8('s');
+    writeBytes(value, n + 1);
+    remaining -= static_cast<uint32_t>(n + 2);
+    stringIds[key] = number;
+    return n + 2;
+}
+
+bool LogBufferImpl::storeEvent(const EventAttributes& ea) {
+    if (eventIds.find(ea.eventId)) {
+        if (remaining < 9)
+            return false;
+        write8('A');
+        write32(ea.eventId);
+        write32(ea.attributes.sequence);
+        remaining -= 9;
+        return true;
     }
-    m_bytes.store(m_bytes.load(std::memory_order_relaxed) + stored, std::memory_order_relaxed);
-    return at;
+    if (remaining < 20)
+        return false;
+    unsigned char* savedCursor = cursor;
+    const uint32_t savedRemaining = remaining;
+    write8('a');
+    write32(ea.eventId);
+    write32(ea.attributes.sequence);
+    write16(ea.location ? ea.location->argCount : 0);
+    remaining -= 11;
+    const LocationDependentAttributes* l = ea.location;
+    if (!storeString(l ? l->file : nullptr) || !storeString(l ? l->function : nullptr) ||
+        !storeString(l ? l->format : nullptr)) {
+        cursor = savedCursor;
+        remaining = savedRemaining;
+        return false;
+    }
+    eventIds[ea.eventId] = ea.eventId;
+    return true;
+}
+
+bool LogBufferImpl::storeLevel(unsigned char level) {
+    if (levelIds.find(level)) {
+        if (remaining < 2)
+            return false;
+        write8('C');
+        write8(level);
+        remaining -= 2;
+        return true;
+    }
+    const char* name = Level::getName(level);
+    const size_t n = std::strlen(name);
+    if (remaining < n + 3)
+        return false;
+    write8('c');
+    write8(level);
+    writeBytes(name, n + 1);
+    remaining -= static_cast<uint32_t>(n + 3);
+    levelIds[level] = level;
+    return true;
+}
+
+bool LogBufferImpl::storeLogger(unsigned short loggerId) {
+    if (loggerIds.find(loggerId)) {
+        if (remaining < 3)
+            return false;
+        write8('D');
+        write16(loggerId);
+        remaining -= 3;
+        return true;
+    }
+    // Looked up through the id map, not the tree: this runs inside log calls
+    // that may hold logger locks, which rank below the repository mutex.
+    Logger* logger = Logger::getRepository().findLogger(loggerId);
+    const char* name = logger ? logger->getName() : "";
+    const size_t n = std::strlen(name);
+    if (remaining < n + 5)
+        return false;
+    write8('d');
+    write16(loggerId);
+    remaining -= 3;
+    // The caller rolls back to the event's start if the level does not fit.
+    if (!storeLevel(logger ? logger->level : Level::Inherit))
+        return false;
+    writeBytes(name, n + 1);
+    remaining -= static_cast<uint32_t>(n + 1);
+    loggerIds[loggerId] = loggerId;
+    return true;
+}
+
+LogBufferImpl::ControlData* LogBufferImpl::setBufferControlData() {
+    if (!currentBuffer)
+        return nullptr;
+    currentBuffer->size =
+        static_cast<uint32_t>(cursor - reinterpret_cast<unsigned char*>(currentBuffer) - sizeof(ControlData));
+    return currentBuffer;
 }
 
 bool LogBufferImpl::getBlock(unsigned int& count, const void*& data, unsigned int& size) const {
-    count = 0;
-    data = nullptr;
-    size = 0;
-    return false;
+    if (!currentBuffer)
+        return false;
+    count = currentBuffer->eventCount;
+    data = reinterpret_cast<const unsigned char*>(currentBuffer) + sizeof(ControlData);
+    size = currentBuffer->size;
+    return true;
 }
 
+//===-- The event path -----------------------------------------------------===//
+
+void LogBufferImpl::addEvent(LoggingEvent* event) {
+    LogThreadContext* owner = ownerContext();
+    ScopedLock guard(owner ? &owner->mutex : nullptr);
+    if (openDetails.load() != 0)
+        reportFault("LogBufferImpl::addEvent", 1112, "the previous event did not receive all its details");
+
+    const LocationIndependentAttributes& now = event->attributes.attributes;
+    const LocationIndependentAttributes& before = eventAttributes.attributes;
+    bool loggerChanged = now.loggerId != before.loggerId;
+    bool levelChanged = now.level != before.level;
+    bool timeChanged = now.time.tv_sec != before.time.tv_sec || now.time.tv_usec != before.time.tv_usec;
+    eventAttributes = event->attributes;
+
+    for (int attempt = 0;; ++attempt) {
+        const uint32_t savedRemaining = remaining;
+        eventStart = cursor;
+        bool ok = storeEvent(eventAttributes);
+        if (ok && loggerChanged)
+            ok = storeLogger(eventAttributes.attributes.loggerId);
+        if (ok && levelChanged)
+            ok = storeLevel(eventAttributes.attributes.level);
+        if (ok && timeChanged) {
+            unsigned char timeToken[9];
+            timeToken[0] = 'e';
+            std::memcpy(timeToken + 1, &eventAttributes.attributes.time, 8);
+            ok = addDetail(timeToken, 9);
+        }
+        if (ok || attempt == 1)
+            break;
+        // No room, or no buffer at all: start a new one, where every token
+        // comes out in full.
+        cursor = eventStart;
+        remaining = savedRemaining;
+        eventStart = nullptr;
+        loggerChanged = levelChanged = timeChanged = true;
+        cycleBuffer(true);
+        eventAttributes = event->attributes;
+    }
+
+    if (currentBuffer)
+        currentBuffer->eventCount += 1;
+    currentEvent = event;
+    detailStart = cursor;
+    const LocationDependentAttributes* location = event->attributes.location;
+    openDetails.store(location ? location->argCount : 0);
+}
+
+const void* LogBufferImpl::addDetail(LogDataType type, const void* data, unsigned long length) {
+    LogThreadContext* owner = ownerContext();
+    ScopedLock guard(owner ? &owner->mutex : nullptr);
+    if (openDetails.load() == 0)
+        return cursor;
+
+    // Payloads over 64 KiB are cut; texts keep their terminators.
+    unsigned long copy = length;
+    unsigned int terminators = 0;
+    if (static_cast<long>(length) < 0) {
+        copy = 0;
+        terminators = type == LogString ? 1 : type == LogUTF16 ? 2 : 0;
+    } else if (length > m_maxDetailSize) {
+        if (type == LogString) {
+            copy = 0xFFFF;
+            terminators = 1;
+        } else if (type == LogUTF16) {
+            copy = 0xFFFE;
+            terminators = 2;
+        } else {
+            copy = m_maxDetailSize;
+        }
+    }
+    const unsigned long payload = copy + terminators;
+    if (remaining <= payload + 5)
+        cycleBuffer(true);
+    if (!cursor) {
+        // No buffer could be had; the detail is dropped.
+        openDetails.fetch_sub(1);
+        static const unsigned char nothing[8] = {};
+        return nothing;
+    }
+
+    write8(static_cast<unsigned char>(type));
+    unsigned char* at = cursor;
+    uint32_t used = 1;
+    if (type == LogRaw) {
+        write32(static_cast<uint32_t>(payload));
+        used += 4;
+    }
+    writeBytes(data, copy);
+    for (unsigned int i = 0; i < terminators; ++i)
+        write8(0);
+    remaining -= static_cast<uint32_t>(used + payload);
+    openDetails.fetch_sub(1);
+    return at;
+}
+
+void LogBufferImpl::cycleBuffer(bool renew) {
+    ScopedLock guard(g->bufferMutex);
+
+    const bool eventOpen = openDetails.load() != 0;
+    unsigned char* oldDetailStart = detailStart;
+    unsigned long partial = 0;
+    if (eventOpen && eventStart) {
+        partial = static_cast<unsigned long>(cursor - detailStart);
+        remaining += static_cast<uint32_t>(cursor - eventStart);
+        cursor = eventStart;
+    }
+
+    if (currentBuffer) {
+        *cursor++ = '>';
+        setBufferControlData();
+        Logger::getRepository().appendBuffer(this);
+        g->totalEvents.fetch_add(currentBuffer->eventCount);
+        g->totalBytes.fetch_add(currentBuffer->size);
+        g->pool.returnItem(reinterpret_cast<LogBufferPoolItem*>(currentBuffer));
+        currentBuffer = nullptr;
+    }
+    stringIds.clear();
+    eventIds.clear();
+    loggerIds.clear();
+    levelIds.clear();
+
+    if (!renew) {
+        cursor = nullptr;
+        remaining = 0;
+        eventStart = nullptr;
+        detailStart = nullptr;
+        openDetails.store(0);
+        currentEvent = nullptr;
+        resetEventAttributes();
+        return;
+    }
+
+    LogBufferPoolItem* item = g->pool.takeItem();
+    currentBuffer = reinterpret_cast<ControlData*>(item);
+    currentBuffer->size = 0;
+    currentBuffer->eventCount = 0;
+    cursor = reinterpret_cast<unsigned char*>(item) + sizeof(ControlData);
+    eventStart = cursor;
+    remaining = TokenArea;
+
+    writeBytes(m_LogStartData, sizeof m_LogStartData);
+    remaining -= sizeof m_LogStartData;
+    std::string threadData;
+    if (LogThreadContext* owner = ownerContext())
+        owner->getThreadData(threadData);
+    writeBytes(threadData.data(), threadData.size());
+    // Kept as it is: one byte more than is written, which is the room the
+    // closing '>' needs.
+    remaining -= static_cast<uint32_t>(threadData.size() + 1);
+
+    if (eventOpen && currentEvent) {
+        const uint32_t pending = openDetails.exchange(0);
+        eventStart = cursor;
+        storeEvent(eventAttributes);
+        storeLogger(eventAttributes.attributes.loggerId);
+        storeLevel(eventAttributes.attributes.level);
+        unsigned char timeToken[9];
+        timeToken[0] = 'e';
+        std::memcpy(timeToken + 1, &eventAttributes.attributes.time, 8);
+        addDetail(timeToken, 9);
+        openDetails.store(pending);
+        if (partial == 0) {
+            detailStart = cursor;
+        } else {
+            // The details written so far move with the event. The source lies
+            // in the buffer just returned to the pool, which is usually this
+            // very one, so the ranges may overlap.
+            const ptrdiff_t delta = cursor - oldDetailStart;
+            for (unsigned int i = 0; i < currentEvent->count && i < LoggingEvent::MaxDetails; ++i)
+                currentEvent->details[i] += delta;
+            std::memmove(cursor, oldDetailStart, partial);
+            remaining -= static_cast<uint32_t>(partial);
+            detailStart = cursor;
+            cursor += partial;
+        }
+        // Decision: the moved event's attributes stay as the buffer's last
+        // ones, matching the tokens just written, so the next event of the
+        // thread compares against what the new session really says.
+        return;
+    }
+    resetEventAttributes();
+}
+
+//===-- Contexts, delivery and totals --------------------------------------===//
+
 void LogBufferImpl::Initialize() {
-    if (!g_table)
-        g_table = new ContextTable();
+    if (!g)
+        g = new BufferGlobals();
     m_state.store(1, std::memory_order_release);
 }
 
@@ -176,17 +436,26 @@ void LogBufferImpl::Start() {
     m_state.store(2, std::memory_order_release);
 }
 
-void LogBufferImpl::shutdown() {
-    flushBuffers();
-    m_state.store(3, std::memory_order_release);
-    // Wake the clock thread so that it sees the state and ends.
-    if (LoggingTime::m_timerIdleEvent)
-        LoggingTime::m_timerIdleEvent->Fire();
+void LogBufferImpl::flushBuffers() {
+    const uint32_t state = m_state.load(std::memory_order_acquire);
+    if (state < 2 || state == 4)
+        return;
+    ScopedLock storage(g->storageMutex);
+    for (LogThreadContext* context : g->contexts) {
+        ScopedLock guard(context->mutex);
+        static_cast<LogBufferImpl*>(context->buffer)->cycleBuffer(false);
+    }
 }
 
-void LogBufferImpl::flushBuffers() {
-    // Nothing is held back in this form of the buffer: every event's details
-    // live only for the event itself.
+void LogBufferImpl::shutdown() {
+    const uint32_t state = m_state.load(std::memory_order_acquire);
+    if (state < 2 || state == 4)
+        return;
+    flushBuffers();
+    m_state.store(3, std::memory_order_release);
+    if (!qzlogIsSingleThreaded() && LoggingTime::m_timerIdleEvent)
+        LoggingTime::m_timerIdleEvent->Fire();
+    m_state.store(4, std::memory_order_release);
 }
 
 LogThreadContext* LogBufferImpl::getThreadContext(unsigned int id) {
@@ -195,67 +464,120 @@ LogThreadContext* LogBufferImpl::getThreadContext(unsigned int id) {
             return context;
         if (m_state.load(std::memory_order_acquire) == 0)
             qzlogInitialize();
-        ScopedLock guard(g_table->mutex);
-        t_context = makeContext(static_cast<uint64_t>(::syscall(SYS_gettid)));
-        return t_context;
+        ScopedLock guard(g->storageMutex);
+        unsigned int number = ++LogThreadContext::m_threadContextNumber;
+        LogThreadContext* context = makeContext(number, MultiThreading::Thread::GetCurrentOSThreadID());
+        g->contexts.push_back(context);
+        t_context = context;
+        return context;
     }
     if (m_state.load(std::memory_order_acquire) == 0)
         qzlogInitialize();
-    ScopedLock guard(g_table->mutex);
-    LogThreadContext*& context = g_table->readers[id];
+    ScopedLock guard(g->storageMutex);
+    LogThreadContext*& context = g->readers[id];
     if (!context) {
-        context = new LogThreadContext(new LogBufferImpl(), 0, id);
+        context = makeContext(id, 0);
+        g->contexts.push_back(context);
     }
     return context;
 }
 
 void LogBufferImpl::freeThreadContext(unsigned int id) {
-    if (!g_table)
+    if (!g)
         return;
+    LogThreadContext* context = nullptr;
+    ScopedLock guard(g->storageMutex);
     if ((id & ReaderContextMask) == 0) {
-        LogThreadContext* context = t_context;
+        context = t_context;
         if (!context)
             return;
         t_context = nullptr;
-        ScopedLock guard(g_table->mutex);
-        retire(context);
-        return;
+    } else {
+        auto found = g->readers.find(id);
+        if (found == g->readers.end())
+            return;
+        context = found->second;
+        g->readers.erase(found);
     }
-    ScopedLock guard(g_table->mutex);
-    auto found = g_table->readers.find(id);
-    if (found == g_table->readers.end())
-        return;
-    LogThreadContext* context = found->second;
-    g_table->readers.erase(found);
-    delete context->buffer;
+    auto& list = g->contexts;
+    list.erase(std::remove(list.begin(), list.end(), context), list.end());
+    {
+        ScopedLock contextGuard(context->mutex);
+        delete context->buffer; // delivers what the thread logged
+        context->buffer = nullptr;
+    }
     delete context;
 }
 
 void LogBufferImpl::getTotals(unsigned long& events, unsigned long& bytes) {
     events = 0;
     bytes = 0;
-    if (!g_table)
+    if (!g)
         return;
-    ScopedLock guard(g_table->mutex);
-    events = g_table->retiredEvents;
-    bytes = g_table->retiredBytes;
-    for (LogThreadContext* context : g_table->contexts) {
-        unsigned long e = 0, b = 0;
-        static_cast<LogBufferImpl*>(context->buffer)->counts(e, b);
-        events += e;
-        bytes += b;
+    events = g->totalEvents.load();
+    bytes = g->totalBytes.load();
+    ScopedLock storage(g->storageMutex);
+    for (LogThreadContext* context : g->contexts) {
+        ScopedLock guard(context->mutex);
+        auto* buffer = static_cast<LogBufferImpl*>(context->buffer);
+        if (buffer && buffer->cursor && buffer->currentBuffer) {
+            bytes += static_cast<unsigned long>(buffer->cursor -
+                                                reinterpret_cast<unsigned char*>(buffer->currentBuffer) -
+                                                sizeof(ControlData));
+            events += buffer->currentBuffer->eventCount;
+        }
     }
 }
 
 void LogBufferImpl::saveAllToFile() {
-    // Nothing to save: this form of the buffer keeps no history.
+    const uint32_t state = m_state.load(std::memory_order_acquire);
+    if (state < 2 || state == 4)
+        return;
+    const std::string dir = ProcessContext::dumpDirectory();
+    std::string names[2];
+    FileAppender::makeFileName(dir + "qzlog-%I.dmp", true, names[0]);
+    FileAppender::makeFileName(dir + "qzlog-%I-%P.dmp", true, names[1]);
+    int fd = -1;
+    std::string used;
+    for (const std::string& name : names) {
+        fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0640);
+        if (fd > 0) {
+            used = name;
+            break;
+        }
+    }
+    if (fd <= 0) {
+        reportFault("LogBufferImpl::saveAllToFile", 1525, names[0]);
+        return;
+    }
+    ScopedLock storage(g->storageMutex);
+    for (LogThreadContext* context : g->contexts) {
+        ScopedLock guard(context->mutex);
+        auto* buffer = static_cast<LogBufferImpl*>(context->buffer);
+        if (!buffer || !buffer->currentBuffer)
+            continue;
+        *buffer->cursor++ = '>';
+        ControlData* control = buffer->setBufferControlData();
+        const ssize_t wrote = ::write(fd, reinterpret_cast<unsigned char*>(control) + sizeof(ControlData),
+                                      control->size);
+        buffer->cursor -= 1;
+        if (wrote < static_cast<ssize_t>(control->size)) {
+            char text[512];
+            std::snprintf(text, sizeof text, "Failed to save data to '%s', error %d - %s\n", used.c_str(), errno,
+                          std::strerror(errno));
+            ssize_t ignored = ::write(2, text, std::strlen(text));
+            (void)ignored;
+            break;
+        }
+    }
+    ::close(fd);
 }
 
 unsigned long LogBufferImpl::contextCount() {
-    if (!g_table)
+    if (!g)
         return 0;
-    ScopedLock guard(g_table->mutex);
-    return g_table->contexts.size();
+    ScopedLock guard(g->storageMutex);
+    return g->contexts.size();
 }
 
 void LogBuffer::getTotals(unsigned long& events, unsigned long& bytes) {

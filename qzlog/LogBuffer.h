@@ -1,19 +1,24 @@
-//===- qzlog/LogBuffer.h - The per-thread event buffer ---------*- C++ -*-===//
+//===- qzlog/LogBuffer.h - The per-thread binary event buffer --*- C++ -*-===//
 //
-// Each thread stores its events' arguments raw in a buffer of its own, so the
-// log path takes no lock for them and formats nothing.
+// Each thread writes its events as compact activity tokens into a 1 MiB
+// buffer of its own, at the cost of a few stores and no formatting. When the
+// buffer fills, the same thread closes it and hands it to every appender
+// that takes raw data (a BinaryLayout appender); the bytes form the activity
+// file that ActivityFile replays. There is no background writer: an idle
+// thread's events stay in memory until flushBuffers, freeThreadContext or
+// shutdown.
 //
-// This is the in-memory form of the buffer: it keeps each event's details in
-// a per-thread scratch area that is reused from one event to the next, counts
-// events and bytes, and owns the table of thread contexts. Writing the
-// details as an activity token stream and delivering full buffers to raw-data
-// appenders plug in behind the same interface.
+// Tokens are written in full the first time a value appears in a buffer and
+// as short references afterwards (per-buffer identity tables), so each buffer
+// is a self-contained session.
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZLOG_LOGBUFFER_H
 #define QZLOG_LOGBUFFER_H
 
+#include "itempool.h"
 #include "qzlog/LoggingEvent.h"
+#include "qzstd/SparseArray.h"
 
 #include <atomic>
 #include <cstdint>
@@ -25,62 +30,114 @@ namespace qzlog {
 
 class LogThreadContext;
 
-/// The buffer of one thread. Only its own thread writes it.
+/// The binary buffer of one thread context.
+///
+/// Thread safety: only the owning thread writes a buffer, holding its
+/// context's mutex for the whole of a log call; flushBuffers, saveAllToFile
+/// and getTotals reach other threads' buffers under that mutex.
+/// Lock order: context storage mutex, then a context mutex, then the buffer
+/// mutex (m_bufferMutex), then whatever appenders take.
 class LogBufferImpl : public LogBuffer {
 public:
+    /// The 8-byte head of a pool buffer; never written to a file.
+    struct ControlData {
+        uint32_t size;       ///< token bytes behind the head
+        uint32_t eventCount; ///< events counted in this buffer
+    };
+
+    /// One pool item: the link word (the control data once taken) and the
+    /// token area, 1 MiB in all.
+    struct LogBufferPoolItem : LinkedItem<LogBufferPoolItem> {
+        unsigned char bytes[0xFFFF8];
+    };
+
     LogBufferImpl();
+    /// Delivers what the buffer holds (cycleBuffer(false)).
     ~LogBufferImpl() override;
+    LogBufferImpl(const LogBufferImpl&) = delete;
+    LogBufferImpl& operator=(const LogBufferImpl&) = delete;
 
+    /// Opens `event` in the buffer: its event token and whichever of logger,
+    /// level and time changed since the previous event.
     void addEvent(LoggingEvent* event) override;
-    const void* addDetail(LogDataType type, const void* bytes, unsigned long size) override;
+    /// Appends one detail of the open event; writes nothing and returns the
+    /// cursor when no event is open. Payloads over 64 KiB are cut.
+    const void* addDetail(LogDataType type, const void* data, unsigned long length) override;
 
-    /// Where the current event's bytes begin, and how far they reach.
-    uintptr_t currentBlock() const { return reinterpret_cast<uintptr_t>(m_block); }
-    const unsigned char* eventStart() const { return m_block ? m_block->data : nullptr; }
-    uint64_t writtenLength() const { return m_block ? m_block->used : 0; }
+    /// Raw copy with no type byte; false (nothing written) unless it fits.
+    bool addDetail(const void* data, unsigned long length);
+    /// Token writers; each checks its room first and writes nothing when the
+    /// token does not fit.
+    unsigned long storeString(const char* text);
+    bool storeEvent(const EventAttributes& attributes);
+    bool storeLogger(unsigned short loggerId);
+    bool storeLevel(unsigned char level);
+    /// Records the token bytes in the control data; null with no buffer.
+    ControlData* setBufferControlData();
+    /// Closes and delivers the current buffer; with `renew`, starts a new one
+    /// and moves a half-written event into it whole.
+    void cycleBuffer(bool renew);
 
-    /// Events and detail bytes this buffer has taken.
-    void counts(unsigned long& events, unsigned long& bytes) const;
+    /// For LoggingEvent::setBufferLocation and the raw-data appenders.
+    const ControlData* getCurrentBuffer() const { return currentBuffer; }
+    const unsigned char* getEventStart() const { return eventStart; }
+    const unsigned char* getCursor() const { return cursor; }
+    uint32_t getRemaining() const { return remaining; }
 
-    /// The finished block ready for raw-data appenders: its event count, data
-    /// and size. False when there is none (this in-memory form keeps none).
+    /// The closed buffer being delivered: its event count, token data and size.
     bool getBlock(unsigned int& count, const void*& data, unsigned int& size) const;
 
-    /// Life cycle: 0 before start-up, 1 initialised, 2 started, 3 shut down.
+    /// Life cycle: 0 before start-up, 1 initialised, 2 started, 3 shutting
+    /// down, 4 stopped.
     static std::atomic<uint32_t> m_state;
     /// The largest payload of one detail.
     static constexpr uint32_t m_maxDetailSize = 0x10000;
+    /// The 16-byte session start marker.
+    static const unsigned char m_LogStartData[16];
 
     static void Initialize();
     static void Start();
-    /// Final flush; the state becomes 3, which also ends the time thread.
+    /// Final flush; the state goes to 3 (ending the clock thread), then 4.
     static void shutdown();
-    /// Delivers every thread's pending events to the raw-data appenders.
+    /// Delivers every thread's buffer now and leaves none current.
     static void flushBuffers();
     /// The context of the calling thread for any id below 0x10000000 (made
     /// on first use); ids with a top-four bit set name reader-side contexts,
-    /// kept in a table and made on first use too.
+    /// also made on first use.
     static LogThreadContext* getThreadContext(unsigned int id);
-    /// Destroys the context `id` (0: the calling thread's).
+    /// Destroys the context `id` (0: the calling thread's), delivering its
+    /// buffer first.
     static void freeThreadContext(unsigned int id);
+    /// Delivered totals plus what the open buffers hold.
     static void getTotals(unsigned long& events, unsigned long& bytes);
+    /// Emergency dump of every open buffer to "qzlog-%I.dmp" (or
+    /// "qzlog-%I-%P.dmp") in the dump directory; the buffers carry on.
     static void saveAllToFile();
-    /// The contexts that exist now, for reports and tests.
+    /// The contexts that exist now, reader-side ones included.
     static unsigned long contextCount();
 
-private:
-    struct Block {
-        Block* next;
-        uint64_t used;
-        uint64_t capacity;
-        unsigned char data[1];
-    };
-    Block* m_block;   // the block the current event writes to
-    Block* m_blocks;  // every block this buffer owns, reused from event to event
-    std::atomic<uint64_t> m_events;
-    std::atomic<uint64_t> m_bytes;
+    ControlData* currentBuffer;
+    unsigned char* cursor;
+    uint32_t remaining;
+    EventAttributes eventAttributes;
+    LoggingEvent* currentEvent;
+    unsigned char* eventStart;
+    unsigned char* detailStart;
+    std::atomic<uint32_t> openDetails;
+    SparseArray<unsigned short, unsigned long> stringIds;
+    SparseArray<unsigned int, unsigned int> eventIds;
+    SparseArray<unsigned short, unsigned short> loggerIds;
+    SparseArray<unsigned char, unsigned char> levelIds;
+    /// The context this buffer belongs to; set when the two are linked.
+    LogThreadContext* context;
 
-    unsigned char* reserve(uint64_t size);
+private:
+    void write8(unsigned char v) { *cursor++ = v; }
+    void write16(uint16_t v);
+    void write32(uint32_t v);
+    void writeBytes(const void* data, size_t n);
+    void resetEventAttributes();
+    LogThreadContext* ownerContext() const;
 };
 
 } // namespace qzlog

@@ -27,9 +27,10 @@ const char* LogThreadContext::getName() const {
         return name;
     // Kept as it is: the thread asked is the calling one, which for a
     // thread's own context is the thread itself.
-    if (MultiThreading::Thread* thread = MultiThreading::Thread::GetCurrentThread())
-        if (!thread->GetName().empty())
-            return thread->GetName().c_str();
+    if (!isReaderSide())
+        if (MultiThreading::Thread* thread = MultiThreading::Thread::GetCurrentThread())
+            if (!thread->GetName().empty())
+                return thread->GetName().c_str();
     {
         char text[32];
         std::snprintf(text, sizeof text, "Thread %u", threadContextNumber);
@@ -43,7 +44,8 @@ const char* LogThreadContext::getName() const {
 void LogThreadContext::setName(const char* newName) {
     std::free(name);
     name = nullptr;
-    if (MultiThreading::Thread* thread = MultiThreading::Thread::GetCurrentThread())
+    MultiThreading::Thread* thread = isReaderSide() ? nullptr : MultiThreading::Thread::GetCurrentThread();
+    if (thread)
         thread->SetName(newName);
     else if (newName)
         name = ::strdup(newName);

@@ -36,6 +36,10 @@ public:
     /// the 8-byte thread id, the name with its NUL.
     void getThreadData(std::string& out) const;
 
+    /// A context that replays another process's thread: its number has one
+    /// of the top four bits set, and its name is never the calling thread's.
+    bool isReaderSide() const { return (threadContextNumber & 0xF0000000u) != 0; }
+
     LogBuffer* buffer;
     uint64_t threadId;
     mutable char* name;

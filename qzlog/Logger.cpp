@@ -183,6 +183,9 @@ Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr) {
     if (context && context->recursion == 0) {
         context->recursion = 1;
         context->savedErrno = saved;
+        // Held for the whole call, so that a flush from another thread cannot
+        // take the buffer away between the event and its details.
+        context->mutex.Lock();
         buffer = context->buffer;
     }
     errno = saved;
@@ -192,6 +195,7 @@ Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
     if (!buffer)
         return;
     LogThreadContext* context = LogBufferImpl::getThreadContext(0);
+    context->mutex.Unlock();
     context->recursion -= 1;
     errno = context->savedErrno;
 }

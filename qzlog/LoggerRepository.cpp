@@ -38,7 +38,7 @@ struct LoggerRepository::Impl {
     std::atomic<uint32_t> eventSequence{0};
     std::atomic<uint32_t> loggerIds{0};
     Mutex nameMutex;
-    std::map<unsigned short, const char*> names;
+    std::map<unsigned short, std::pair<const char*, Logger*>> names;
     Mutex configurationLock;
     Event configurationEvent{Event::ManualReset};
     std::vector<void (*)(LoggerRepository*)> configurations;
@@ -100,7 +100,7 @@ Logger* LoggerRepository::getLogger(const char* name, unsigned char* level) {
     impl->tree[interned] = logger;
     {
         ScopedLock names(impl->nameMutex);
-        impl->names[id] = interned;
+        impl->names[id] = {interned, logger};
     }
     recalculateEffectiveLevels();
     if (id == 0)
@@ -119,7 +119,13 @@ Logger* LoggerRepository::getLogger(unsigned short id) {
 const char* LoggerRepository::getLoggerName(unsigned short id) {
     ScopedLock guard(impl->nameMutex);
     auto found = impl->names.find(id);
-    return found == impl->names.end() ? nullptr : found->second;
+    return found == impl->names.end() ? nullptr : found->second.first;
+}
+
+Logger* LoggerRepository::findLogger(unsigned short id) {
+    ScopedLock guard(impl->nameMutex);
+    auto found = impl->names.find(id);
+    return found == impl->names.end() ? nullptr : found->second.second;
 }
 
 Logger* LoggerRepository::exists(const char* name) {
@@ -297,9 +303,14 @@ void LoggerRepository::getSummaryReport(std::string& out) {
 }
 
 void LoggerRepository::shutdown() {
-    ScopedLock guard(impl->mutex);
-    for (auto& entry : impl->tree)
-        entry.second->setLevel(Level::Off);
+    {
+        ScopedLock guard(impl->mutex);
+        for (auto& entry : impl->tree)
+            entry.second->setLevel(Level::Off);
+    }
+    // Decision: the buffers are flushed outside the repository mutex. The
+    // flush delivers through appendBuffer, which takes that mutex after the
+    // buffer locks; holding it here would invert the order.
     LogBufferImpl::shutdown();
     removeAllAppenders();
 }

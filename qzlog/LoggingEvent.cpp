@@ -106,6 +106,24 @@ LoggingEvent::LoggingEvent(LogThreadContext* context, const char* format, const 
     buffer->addEvent(this);
 }
 
+LoggingEvent::LoggingEvent(LogThreadContext* context, LocationDependentAttributes* location,
+                           unsigned int eventId, const timeval32_t& time, unsigned short loggerId,
+                           unsigned char level) {
+    attributes.location = location;
+    attributes.eventId = eventId;
+    attributes.attributes.time = time;
+    attributes.attributes.sequence = 0;
+    attributes.attributes.threadNumber = context->threadContextNumber;
+    attributes.attributes.loggerId = loggerId;
+    attributes.attributes.level = level;
+    count = 0;
+    bufferBlock = 0;
+    bufferStart = nullptr;
+    bufferLength = 0;
+    buffer = context->buffer;
+    buffer->addEvent(this);
+}
+
 LoggingEvent::LoggingEvent(const LoggingEvent& other) {
     *this = other;
 }
@@ -153,9 +171,9 @@ void LoggingEvent::setBufferLocation(const LogBuffer* buf) {
     const LogBufferImpl* impl = static_cast<const LogBufferImpl*>(buf);
     if (!impl)
         return;
-    bufferBlock = impl->currentBlock();
-    bufferStart = impl->eventStart();
-    bufferLength = impl->writtenLength();
+    bufferBlock = reinterpret_cast<uintptr_t>(impl->getCurrentBuffer());
+    bufferStart = impl->getEventStart();
+    bufferLength = bufferStart && impl->getCursor() ? static_cast<uint64_t>(impl->getCursor() - bufferStart) : 0;
 }
 
 namespace {

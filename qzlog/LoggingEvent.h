@@ -123,6 +123,11 @@ public:
     LoggingEvent(LogThreadContext* context, const char* format, const char* file,
                  const char* function, unsigned short line, unsigned short argCount,
                  const timeval32_t& time, unsigned short loggerId, unsigned char level);
+    /// An event replayed from an activity file, on the reader's own location
+    /// record, which must outlive the event. The process-wide location tables
+    /// are left alone: a mapped file's strings must not outlive its mapping.
+    LoggingEvent(LogThreadContext* context, LocationDependentAttributes* location, unsigned int eventId,
+                 const timeval32_t& time, unsigned short loggerId, unsigned char level);
     LoggingEvent(const LoggingEvent& other);
     LoggingEvent& operator=(const LoggingEvent& other);
 

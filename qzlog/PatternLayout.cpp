@@ -2,6 +2,8 @@
 #include "qzlog/PatternLayout.h"
 
 #include "qzlog/Level.h"
+#include "qzlog/LogBuffer.h"
+#include "qzlog/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
@@ -255,7 +257,10 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             token.addToResult(work, out);
             continue;
         case 't':
-            token.addToResult(Logger::getRepository().getThreadName(), out);
+            // Decision: the event's own thread. For a live event that is the
+            // calling thread; for a replayed one it is the recorded thread,
+            // which is what a reader of an activity file wants to see.
+            token.addToResult(LogBufferImpl::getThreadContext(attrs.threadNumber)->getName(), out);
             continue;
         default:
             continue;

@@ -1,0 +1,130 @@
+//===- tools/retrace/retrace.cpp - Replay activity files as text ----------===//
+//
+// retrace [--pattern P] FILE...
+//
+// Replays each activity file through the loggers of this process to standard
+// output, one line per event, laid out by a pattern. Exit status: 0 when
+// every file replayed, 1 when a file could not be read or is malformed (the
+// reader's text goes to standard error, once), 2 for bad usage.
+//
+//===----------------------------------------------------------------------===//
+#include <qzlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+using namespace qzs::qzlib;
+using namespace qzs::qzlib::qzlog;
+
+namespace {
+
+const char DefaultPattern[] = "%d [%t] %p %c - %m%n";
+
+void usage(FILE* out) {
+    std::fprintf(out,
+                 "usage: retrace [--pattern PATTERN] FILE...\n"
+                 "\n"
+                 "Replays activity files (binary logs) as text on standard output.\n"
+                 "\n"
+                 "  -p, --pattern PATTERN  layout of each line (default \"%s\")\n"
+                 "                         %%d date  %%t thread  %%p level  %%c logger  %%m message\n"
+                 "                         %%S sequence  %%C file  %%L line  %%M function  %%n newline\n"
+                 "  -h, --help             show this text\n"
+                 "\n"
+                 "Exit status: 0 all files replayed, 1 a file was unreadable or malformed, 2 bad usage.\n",
+                 DefaultPattern);
+}
+
+// The reader's failures are printed by this tool from the reader's own text;
+// the library's report of the same failure would say it a second time.
+void quietReaderFaults(const detail::Fault& fault) {
+    if (fault.number == 1239 || fault.number == 1091)
+        return;
+    std::fprintf(stderr, "retrace: message %u: %s\n", fault.number, fault.arguments.c_str());
+}
+
+// Lets through only replayed events: this process's own records (its clock
+// thread, its buffer pool) are not part of the files being read.
+class ReplayedOnly : public Filter {
+public:
+    Action decide(const LoggingEvent* event) const override {
+        return (event->attributes.attributes.threadNumber & 0xF0000000u) ? Neutral : Deny;
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string pattern = DefaultPattern;
+    std::vector<const char*> files;
+    for (int i = 1; i < argc; ++i) {
+        const char* arg = argv[i];
+        if (!std::strcmp(arg, "-h") || !std::strcmp(arg, "--help")) {
+            usage(stdout);
+            return 0;
+        }
+        if (!std::strcmp(arg, "-p") || !std::strcmp(arg, "--pattern")) {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "retrace: %s needs a pattern\n", arg);
+                usage(stderr);
+                return 2;
+            }
+            pattern = argv[++i];
+            continue;
+        }
+        if (!std::strncmp(arg, "--pattern=", 10)) {
+            pattern = arg + 10;
+            continue;
+        }
+        if (!std::strcmp(arg, "--")) {
+            for (++i; i < argc; ++i)
+                files.push_back(argv[i]);
+            break;
+        }
+        if (arg[0] == '-' && arg[1] != '\0') {
+            std::fprintf(stderr, "retrace: unknown option '%s'\n", arg);
+            usage(stderr);
+            return 2;
+        }
+        files.push_back(arg);
+    }
+    if (files.empty()) {
+        usage(stderr);
+        return 2;
+    }
+
+    detail::setFaultSink(&quietReaderFaults);
+    LoggerRepository& repository = Logger::getRepository();
+    ConsoleAppender* out = new ConsoleAppender("retrace", stdout, new PatternLayout(pattern.c_str()));
+    out->setImmediateFlush(false);
+    out->addFilter(new ReplayedOnly());
+    Logger* root = repository.getRootLogger();
+    root->addAppender(*out);
+    root->setLevel(Level::All);
+
+    int status = 0;
+    for (const char* name : files) {
+        ActivityFile file(name);
+        if (!file.Open()) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "retrace: %s\n", file.lastError().c_str());
+            status = 1;
+            continue;
+        }
+        while (file.getOffset() < file.getSize()) {
+            if (!file.ProcessSession()) {
+                std::fflush(stdout);
+                std::string text = file.lastError();
+                while (!text.empty() && text.back() == '\n')
+                    text.pop_back();
+                std::fprintf(stderr, "retrace: %s: %s\n", name, text.c_str());
+                status = 1;
+                break;
+            }
+        }
+    }
+    std::fflush(stdout);
+    return status;
+}
