@@ -1,0 +1,209 @@
+//===- tests/qzlog/FileAppenderTest.cpp - Files, rolls and dates ----------===//
+#include "FaultCollector.h"
+#include "LogTestUtil.h"
+
+#include "qzlog/FileAppender.h"
+#include "qzlog/LogMacros.h"
+#include "qzlog/ProcessContext.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace qzs::qzlib::qzlog;
+
+namespace {
+
+class FileAppenderTest : public qztest::LoggingTest {
+protected:
+    FileAppenderTest() {
+        char pattern[] = "/tmp/qzfileXXXXXX";
+        dir = ::mkdtemp(pattern);
+        logger = Logger::getRepository().getLogger("files.test");
+        logger->setLevel(Level::Info);
+    }
+    ~FileAppenderTest() override {
+        logger->removeAllAppenders();
+        std::string command = "rm -rf '" + dir + "'";
+        int ignored = std::system(command.c_str());
+        (void)ignored;
+    }
+    std::string path(const std::string& name) const { return dir + "/" + name; }
+    /// Attaching alone does not refold the effective level: do it here.
+    void attach(Appender& a) {
+        logger->addAppender(a);
+        Logger::getRepository().recalculateEffectiveLevels();
+    }
+    static std::string read(const std::string& file) {
+        std::ifstream in(file);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    static bool exists(const std::string& file) {
+        struct stat info;
+        return ::stat(file.c_str(), &info) == 0;
+    }
+
+    std::string dir;
+    Logger* logger;
+    qztest::FaultCollector faults;
+};
+
+// Name variables: a bare name goes to the log directory, a path with "/" is
+// left alone, %P, %A and %I expand, and %I stays until the file is opened.
+TEST_F(FileAppenderTest, NameVariables) {
+    FileAppender a("names");
+    a.setFile("plain.log");
+    EXPECT_EQ(ProcessContext::logDirectory() + "plain.log", a.getFile());
+    a.setFile("rel/dir.log");
+    EXPECT_EQ("rel/dir.log", a.getFile());
+    a.setFile("%A_%I.log");
+    EXPECT_TRUE(a.hasVariables);
+    const std::string exe = ProcessContext::executableBase();
+    EXPECT_EQ(ProcessContext::logDirectory() + exe + "_%I.log", a.fileName);
+    EXPECT_EQ(ProcessContext::logDirectory() + exe + "_" + exe + ".log", a.getFile());
+    a.setFile((dir + "/p%P.log").c_str());
+    EXPECT_EQ(dir + "/p" + std::to_string(::getpid()) + ".log", a.getFile());
+}
+
+// Rolling renames app.log.1 to app.log.2 and app.log to app.log.1, then
+// starts a new app.log; an open file already over the limit rolls at once.
+TEST_F(FileAppenderTest, RollingKeepsNumberedBackups) {
+    RollingFileAppender a("roll");
+    a.setFile(path("app.log").c_str());
+    a.setAppend(true);
+    a.setMaxBackupIndex(2);
+    a.setBufferedIO(false); // sizes exact: fstat cannot see a stream buffer
+    a.setMaxFileSize(static_cast<unsigned int>(3000));
+    a.setLayout(new PatternLayout("%m%n"));
+    attach(a);
+    const std::string line(99, 'x'); // 100 bytes a line
+    for (int i = 0; i < 100; ++i)
+        QZ_INFO(logger, "%s", line.c_str());
+    a.close();
+    EXPECT_TRUE(exists(path("app.log")));
+    EXPECT_TRUE(exists(path("app.log.1")));
+    EXPECT_TRUE(exists(path("app.log.2")));
+    EXPECT_FALSE(exists(path("app.log.3")));
+    for (const char* name : {"app.log.1", "app.log.2"}) {
+        size_t size = read(path(name)).size();
+        EXPECT_LE(size, 3000u) << name;
+        EXPECT_GE(size, 2000u) << name;
+    }
+
+    // A file already over the limit at start is rolled by activateOptions.
+    {
+        std::ofstream big(path("big.log"));
+        big << std::string(5000, 'b');
+    }
+    RollingFileAppender b("big");
+    b.setFile(path("big.log").c_str());
+    b.setAppend(true);
+    b.setMaxFileSize(static_cast<unsigned int>(4000));
+    b.activateOptions();
+    EXPECT_EQ(5000u, read(path("big.log.1")).size());
+    EXPECT_EQ(0u, read(path("big.log")).size());
+    b.close();
+    EXPECT_EQ(0u, faults.count());
+}
+
+// Two writers on one file, as two processes would be: the second finds the
+// file already rolled by the first and reopens it instead of rolling again.
+TEST_F(FileAppenderTest, LoserOfTheRaceReopens) {
+    RollingFileAppender first("first"), second("second");
+    for (RollingFileAppender* a : {&first, &second}) {
+        a->setFile(path("shared.log").c_str());
+        a->setAppend(true);
+        a->setBufferedIO(false);
+        a->setMaxBackupIndex(5);
+        a->setMaxFileSize(static_cast<unsigned int>(4096));
+    }
+    const std::string chunk(1000, 'c');
+    for (int i = 0; i < 3; ++i) {
+        first.write(chunk.data(), chunk.size());
+        second.write(chunk.data(), chunk.size());
+    }
+    // 6000 bytes written together; first rolls at its next write.
+    first.write(chunk.data(), chunk.size());
+    EXPECT_TRUE(exists(path("shared.log.1")));
+    // second still holds the old inode, now shared.log.1: it must reopen.
+    second.write(chunk.data(), chunk.size());
+    EXPECT_FALSE(exists(path("shared.log.2"))) << "the file was rolled twice";
+    first.close();
+    second.close();
+    EXPECT_EQ(read(path("shared.log.1")).size() + read(path("shared.log")).size(), 8000u);
+}
+
+// Size texts: suffixes need a "B", 3GB is the largest, anything else keeps
+// the old size and is reported.
+TEST_F(FileAppenderTest, MaxFileSizeTexts) {
+    RollingFileAppender a("sizes");
+    a.setMaxFileSize("1MB");
+    EXPECT_EQ(1048576u, a.getMaxFileSize());
+    a.setMaxFileSize("10kb");
+    EXPECT_EQ(10240u, a.getMaxFileSize());
+    a.setMaxFileSize("3GB");
+    EXPECT_EQ(3221225472u, a.getMaxFileSize());
+    a.setMaxFileSize("0");
+    EXPECT_EQ(0u, a.getMaxFileSize());
+    a.setMaxFileSize("2048");
+    size_t before = faults.count();
+    a.setMaxFileSize("10M");
+    a.setMaxFileSize("10MBx");
+    a.setMaxFileSize("7TB");
+    EXPECT_EQ(before + 3, faults.count());
+    EXPECT_EQ(1531u, faults.faults().back().number);
+    a.setMaxFileSize("4GB");
+    EXPECT_EQ(1530u, faults.faults().back().number);
+    a.setMaxFileSize("4194304KB");
+    EXPECT_EQ(1530u, faults.faults().back().number);
+    EXPECT_EQ(2048u, a.getMaxFileSize());
+}
+
+// A file that cannot be opened is reported once, and the process goes on.
+TEST_F(FileAppenderTest, UnopenableFileIsReportedOnce) {
+    FileAppender a("nowhere");
+    {
+        std::ofstream blocker(path("blocker"));
+    }
+    a.setFile(path("blocker/sub/x.log").c_str()); // a file stands where a directory must
+    a.setLayout(new PatternLayout("%m%n"));
+    attach(a);
+    for (int i = 0; i < 5; ++i)
+        QZ_INFO(logger, "dropped %d", i);
+    int reports = 0;
+    for (const auto& f : faults.faults())
+        reports += f.number == 1525;
+    EXPECT_EQ(1, reports);
+}
+
+// The date appender names its file by the pattern and appends; with no
+// pattern it is a plain appending file.
+TEST_F(FileAppenderTest, DailyFileNames) {
+    DailyRollingFileAppender a("daily");
+    a.setFile(path("day").c_str());
+    a.setDatePattern("-%Y%m%d");
+    std::string name;
+    a.generateFile(name, 1700000000); // 2023-11-14 in UTC
+    EXPECT_EQ(path("day") + "-20231114", name);
+
+    DailyRollingFileAppender plain("plain");
+    plain.setFile(path("plain.log").c_str());
+    {
+        std::ofstream existing(path("plain.log"));
+        existing << "kept\n";
+    }
+    plain.setLayout(new PatternLayout("%m%n"));
+    attach(plain);
+    QZ_INFO(logger, "added");
+    plain.close();
+    EXPECT_EQ("kept\nadded\n", read(path("plain.log")));
+}
+
+} // namespace
