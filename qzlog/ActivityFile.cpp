@@ -14,6 +14,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"
+#include "qzstd/Mutex.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -515,6 +516,8 @@ struct ActivityFile::Session {
 
             LocationDependentAttributes& location = thread->locations[eventId];
             LogThreadContext* context = LogBufferImpl::getThreadContext(thread->contextId);
+            // The context's buffer is written as a log call would write it.
+            MultiThreading::ScopedLock contextGuard(context->mutex);
             LoggingEvent event(context, &location, eventId, thread->time, thread->loggerId, thread->level);
             event.attributes.attributes.sequence = thread->sequence;
             while (event.count < location.argCount && event.count < LoggingEvent::MaxDetails && pos < end) {

@@ -77,17 +77,17 @@ LogThreadContext* makeContext(unsigned int number, uint64_t threadId) {
 
 //===-- Token writers -------------------------------------------------------===//
 
-void LogBufferImpl::write16(uint16_t v) {
+inline void LogBufferImpl::write16(uint16_t v) {
     std::memcpy(cursor, &v, 2);
     cursor += 2;
 }
 
-void LogBufferImpl::write32(uint32_t v) {
+inline void LogBufferImpl::write32(uint32_t v) {
     std::memcpy(cursor, &v, 4);
     cursor += 4;
 }
 
-void LogBufferImpl::writeBytes(const void* data, size_t n) {
+inline void LogBufferImpl::writeBytes(const void* data, size_t n) {
     if (n)
         std::memcpy(cursor, data, n);
     cursor += n;
@@ -242,9 +242,7 @@ bool LogBufferImpl::getBlock(unsigned int& count, const void*& data, unsigned in
 //===-- The event path -----------------------------------------------------===//
 
 void LogBufferImpl::addEvent(LoggingEvent* event) {
-    LogThreadContext* owner = ownerContext();
-    ScopedLock guard(owner ? &owner->mutex : nullptr);
-    if (openDetails.load() != 0)
+    if (openDetails != 0)
         reportFault("LogBufferImpl::addEvent", 1112, "the previous event did not receive all its details");
 
     const LocationIndependentAttributes& now = event->attributes.attributes;
@@ -285,15 +283,31 @@ void LogBufferImpl::addEvent(LoggingEvent* event) {
     currentEvent = event;
     detailStart = cursor;
     const LocationDependentAttributes* location = event->attributes.location;
-    openDetails.store(location ? location->argCount : 0);
+    openDetails = location ? location->argCount : 0;
 }
 
 const void* LogBufferImpl::addDetail(LogDataType type, const void* data, unsigned long length) {
-    LogThreadContext* owner = ownerContext();
-    ScopedLock guard(owner ? &owner->mutex : nullptr);
-    if (openDetails.load() == 0)
+    if (openDetails == 0)
         return cursor;
+    // The usual detail: small, fits, no length word.
+    if (__builtin_expect(type != LogRaw && length <= m_maxDetailSize && remaining > length + 5, 1)) {
+        unsigned char* at = cursor + 1;
+        *cursor = static_cast<unsigned char>(type);
+        if (length == 8)
+            std::memcpy(at, data, 8);
+        else if (length == 4)
+            std::memcpy(at, data, 4);
+        else
+            std::memcpy(at, data, length);
+        cursor = at + length;
+        remaining -= static_cast<uint32_t>(length + 1);
+        --openDetails;
+        return at;
+    }
+    return addDetailSlow(type, data, length);
+}
 
+const void* LogBufferImpl::addDetailSlow(LogDataType type, const void* data, unsigned long length) {
     // Payloads over 64 KiB are cut; texts keep their terminators.
     unsigned long copy = length;
     unsigned int terminators = 0;
@@ -316,7 +330,7 @@ const void* LogBufferImpl::addDetail(LogDataType type, const void* data, unsigne
         cycleBuffer(true);
     if (!cursor) {
         // No buffer could be had; the detail is dropped.
-        openDetails.fetch_sub(1);
+        --openDetails;
         static const unsigned char nothing[8] = {};
         return nothing;
     }
@@ -332,14 +346,14 @@ const void* LogBufferImpl::addDetail(LogDataType type, const void* data, unsigne
     for (unsigned int i = 0; i < terminators; ++i)
         write8(0);
     remaining -= static_cast<uint32_t>(used + payload);
-    openDetails.fetch_sub(1);
+    --openDetails;
     return at;
 }
 
 void LogBufferImpl::cycleBuffer(bool renew) {
     ScopedLock guard(g->bufferMutex);
 
-    const bool eventOpen = openDetails.load() != 0;
+    const bool eventOpen = openDetails != 0;
     unsigned char* oldDetailStart = detailStart;
     unsigned long partial = 0;
     if (eventOpen && eventStart) {
@@ -367,7 +381,7 @@ void LogBufferImpl::cycleBuffer(bool renew) {
         remaining = 0;
         eventStart = nullptr;
         detailStart = nullptr;
-        openDetails.store(0);
+        openDetails = 0;
         currentEvent = nullptr;
         resetEventAttributes();
         return;
@@ -392,7 +406,8 @@ void LogBufferImpl::cycleBuffer(bool renew) {
     remaining -= static_cast<uint32_t>(threadData.size() + 1);
 
     if (eventOpen && currentEvent) {
-        const uint32_t pending = openDetails.exchange(0);
+        const uint32_t pending = openDetails;
+        openDetails = 0;
         eventStart = cursor;
         storeEvent(eventAttributes);
         storeLogger(eventAttributes.attributes.loggerId);
@@ -401,7 +416,7 @@ void LogBufferImpl::cycleBuffer(bool renew) {
         timeToken[0] = 'e';
         std::memcpy(timeToken + 1, &eventAttributes.attributes.time, 8);
         addDetail(timeToken, 9);
-        openDetails.store(pending);
+        openDetails = pending;
         if (partial == 0) {
             detailStart = cursor;
         } else {

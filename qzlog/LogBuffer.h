@@ -33,8 +33,10 @@ class LogThreadContext;
 /// The binary buffer of one thread context.
 ///
 /// Thread safety: only the owning thread writes a buffer, holding its
-/// context's mutex for the whole of a log call; flushBuffers, saveAllToFile
-/// and getTotals reach other threads' buffers under that mutex.
+/// context's mutex for the whole of a log call (Logger::log takes it), so
+/// addEvent and addDetail take no lock of their own: REQUIRES the context's
+/// mutex held. flushBuffers, saveAllToFile and getTotals reach other threads'
+/// buffers under that mutex.
 /// Lock order: context storage mutex, then a context mutex, then the buffer
 /// mutex (m_bufferMutex), then whatever appenders take.
 class LogBufferImpl : public LogBuffer {
@@ -123,7 +125,9 @@ public:
     LoggingEvent* currentEvent;
     unsigned char* eventStart;
     unsigned char* detailStart;
-    std::atomic<uint32_t> openDetails;
+    /// Details the open event still expects; 0: no event open. Guarded by
+    /// the context's mutex like the rest of the buffer.
+    uint32_t openDetails;
     SparseArray<unsigned short, unsigned long> stringIds;
     SparseArray<unsigned int, unsigned int> eventIds;
     SparseArray<unsigned short, unsigned short> loggerIds;
@@ -132,6 +136,7 @@ public:
     LogThreadContext* context;
 
 private:
+    const void* addDetailSlow(LogDataType type, const void* data, unsigned long length);
     void write8(unsigned char v) { *cursor++ = v; }
     void write16(uint16_t v);
     void write32(uint32_t v);

@@ -16,10 +16,12 @@ unsigned int LogThreadContext::m_threadContextNumber = 0;
 
 LogThreadContext::LogThreadContext(LogBuffer* buffer, uint64_t threadId, unsigned int number)
     : buffer(buffer), threadId(threadId), name(nullptr), threadContextNumber(number), recursion(0),
-      savedErrno(0) {}
+      savedErrno(0), locationCache(), timeCache(nullptr), freeTimeCache(nullptr) {}
 
 LogThreadContext::~LogThreadContext() {
     std::free(name);
+    if (timeCache && freeTimeCache)
+        freeTimeCache(timeCache);
 }
 
 const char* LogThreadContext::getName() const {

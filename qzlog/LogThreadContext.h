@@ -40,6 +40,15 @@ public:
     /// of the top four bits set, and its name is never the calling thread's.
     bool isReaderSide() const { return (threadContextNumber & 0xF0000000u) != 0; }
 
+    /// One slot of the thread's cache of statement locations.
+    struct LocationSlot {
+        const char* file;
+        unsigned short line;
+        unsigned int eventId;
+        void* location;
+    };
+    static constexpr unsigned LocationSlots = 64;
+
     LogBuffer* buffer;
     uint64_t threadId;
     mutable char* name;
@@ -47,6 +56,13 @@ public:
     unsigned int threadContextNumber;
     unsigned int recursion;
     int savedErrno;
+
+    /// Per-thread caches of the logging path, kept here rather than in
+    /// thread-local variables of their own so that the library needs only one
+    /// pointer of static TLS (it may be loaded with dlopen). Owned.
+    LocationSlot locationCache[LocationSlots];
+    void* timeCache;
+    void (*freeTimeCache)(void*);
 
     /// The last number handed out; numbers start at 1.
     static unsigned int m_threadContextNumber;

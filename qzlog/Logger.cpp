@@ -21,7 +21,14 @@ using MultiThreading::ScopedLock;
 struct Logger::Impl {
     LoggerName* name;
     std::vector<Appender*> appenders;
-    bool additivity = true;
+    // Mirrors appenders.size(), written under `lock`: lets the log path pass
+    // a logger with no appenders without taking its lock. A reader racing
+    // with an attach may miss that appender for one event, as a stale
+    // effective byte may.
+    std::atomic<size_t> appenderCount{0};
+    std::atomic<bool> additivity{true};
+
+    void counted() { appenderCount.store(appenders.size(), std::memory_order_release); }
 };
 
 LoggerRepository* Logger::m_repository = nullptr;
@@ -75,6 +82,7 @@ Logger* Logger::getChild(const char* leaf) const {
 void Logger::addAppender(Appender& appender) {
     ScopedLock guard(lock);
     impl->appenders.push_back(&appender);
+    impl->counted();
 }
 
 Appender* Logger::getAppender(const char* name) {
@@ -101,6 +109,7 @@ bool Logger::removeAppender(Appender& appender) {
     auto end = std::remove(list.begin(), list.end(), &appender);
     bool removed = end != list.end();
     list.erase(end, list.end());
+    impl->counted();
     return removed;
 }
 
@@ -110,12 +119,14 @@ bool Logger::removeAppender(const char* name) {
     auto end = std::remove_if(list.begin(), list.end(), [name](Appender* a) { return a->getName() == name; });
     bool removed = end != list.end();
     list.erase(end, list.end());
+    impl->counted();
     return removed;
 }
 
 void Logger::removeAllAppenders() {
     ScopedLock guard(lock);
     impl->appenders.clear();
+    impl->counted();
 }
 
 std::vector<Appender*> Logger::getAllAppenders() {
@@ -129,11 +140,11 @@ void Logger::replaceAppender(Appender* from, Appender* to) {
 }
 
 void Logger::setAdditivity(bool additive) {
-    impl->additivity = additive;
+    impl->additivity.store(additive, std::memory_order_relaxed);
 }
 
 bool Logger::getAdditivity() const {
-    return impl->additivity;
+    return impl->additivity.load(std::memory_order_relaxed);
 }
 
 unsigned char Logger::getAppenderThreshold() const {
@@ -145,7 +156,7 @@ unsigned char Logger::getAppenderThreshold() const {
                 if (a->isEnabled() && a->getThreshold() < result)
                     result = a->getThreshold();
         }
-        if (!l->impl->additivity)
+        if (!l->getAdditivity())
             break;
     }
     return result;
@@ -161,26 +172,27 @@ void Logger::setLevel(unsigned char newLevel) {
 void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
     for (Logger* l = this; l; l = l->parent) {
-        bool additive;
-        {
+        if (l->impl->appenderCount.load(std::memory_order_acquire) != 0) {
             ScopedLock guard(l->lock);
             for (Appender* a : l->impl->appenders) {
                 if (a->enabled && eventLevel >= a->threshold && !a->wantsBuffers)
                     a->doAppendImpl(event);
-                __atomic_fetch_add(&l->eventsIssued, 1, __ATOMIC_RELAXED);
+                // Under the logger's lock: no read-modify-write needed.
+                __atomic_store_n(&l->eventsIssued, __atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED) + 1,
+                                 __ATOMIC_RELAXED);
             }
-            additive = l->impl->additivity;
         }
-        if (!additive || !l->parent)
+        if (!l->getAdditivity() || !l->parent)
             break;
     }
     eventsLogged.fetch_add(1, std::memory_order_relaxed);
 }
 
-Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr) {
+Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(nullptr) {
     int saved = errno;
-    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
-    if (context && context->recursion == 0) {
+    LogThreadContext* own = LogBufferImpl::getThreadContext(0);
+    if (own && own->recursion == 0) {
+        context = own;
         context->recursion = 1;
         context->savedErrno = saved;
         // Held for the whole call, so that a flush from another thread cannot
@@ -194,7 +206,6 @@ Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr) {
 Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
     if (!buffer)
         return;
-    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
     context->mutex.Unlock();
     context->recursion -= 1;
     errno = context->savedErrno;

@@ -26,6 +26,7 @@ namespace qzlib {
 namespace qzlog {
 
 class Appender;
+class LogThreadContext;
 class LoggerRepository;
 
 /// Brings the framework up once; safe from any thread and before main.
@@ -138,6 +139,7 @@ public:
         LoggingRecursionCheck(const LoggingRecursionCheck&) = delete;
         LoggingRecursionCheck& operator=(const LoggingRecursionCheck&) = delete;
         LogBuffer* buffer;
+        LogThreadContext* context;
     };
 
     /// Makes the repository singleton.

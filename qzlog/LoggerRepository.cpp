@@ -37,8 +37,20 @@ struct LoggerRepository::Impl {
     Logger* root = nullptr;
     std::atomic<uint32_t> eventSequence{0};
     std::atomic<uint32_t> loggerIds{0};
+    // Logger id to name and logger: two levels of 256, pages made on demand
+    // under nameMutex and never freed. Readers (the layouts, the log buffer)
+    // take no lock: an entry is published with a release store.
+    struct NameEntry {
+        std::atomic<const char*> name{nullptr};
+        std::atomic<Logger*> logger{nullptr};
+    };
     Mutex nameMutex;
-    std::map<unsigned short, std::pair<const char*, Logger*>> names;
+    std::atomic<NameEntry*> namePages[256] = {};
+
+    NameEntry* entry(unsigned short id) const {
+        NameEntry* page = namePages[id >> 8].load(std::memory_order_acquire);
+        return page ? &page[id & 0xFF] : nullptr;
+    }
     Mutex configurationLock;
     Event configurationEvent{Event::ManualReset};
     std::vector<void (*)(LoggerRepository*)> configurations;
@@ -100,7 +112,12 @@ Logger* LoggerRepository::getLogger(const char* name, unsigned char* level) {
     impl->tree[interned] = logger;
     {
         ScopedLock names(impl->nameMutex);
-        impl->names[id] = {interned, logger};
+        std::atomic<Impl::NameEntry*>& page = impl->namePages[id >> 8];
+        if (!page.load(std::memory_order_relaxed))
+            page.store(new Impl::NameEntry[256], std::memory_order_release);
+        Impl::NameEntry& e = page.load(std::memory_order_relaxed)[id & 0xFF];
+        e.logger.store(logger, std::memory_order_release);
+        e.name.store(interned, std::memory_order_release);
     }
     recalculateEffectiveLevels();
     if (id == 0)
@@ -117,15 +134,13 @@ Logger* LoggerRepository::getLogger(unsigned short id) {
 }
 
 const char* LoggerRepository::getLoggerName(unsigned short id) {
-    ScopedLock guard(impl->nameMutex);
-    auto found = impl->names.find(id);
-    return found == impl->names.end() ? nullptr : found->second.first;
+    Impl::NameEntry* e = impl->entry(id);
+    return e ? e->name.load(std::memory_order_acquire) : nullptr;
 }
 
 Logger* LoggerRepository::findLogger(unsigned short id) {
-    ScopedLock guard(impl->nameMutex);
-    auto found = impl->names.find(id);
-    return found == impl->names.end() ? nullptr : found->second.second;
+    Impl::NameEntry* e = impl->entry(id);
+    return e ? e->logger.load(std::memory_order_acquire) : nullptr;
 }
 
 Logger* LoggerRepository::exists(const char* name) {

@@ -37,10 +37,10 @@ public:
     Logger* getLogger(const char* name, unsigned char* level = nullptr);
     /// Linear walk under the repository mutex; null if absent.
     Logger* getLogger(unsigned short id);
-    /// Logger `id` through the id map (the name mutex only, never the
-    /// repository mutex); null if absent. Safe while holding logger locks.
+    /// Logger `id` through the id map, with no lock; null if absent. Safe
+    /// while holding logger locks.
     Logger* findLogger(unsigned short id);
-    /// The interned name of logger `id`; null if absent.
+    /// The interned name of logger `id`, with no lock; null if absent.
     const char* getLoggerName(unsigned short id);
     /// The logger or null. Takes no lock and interns `name` as a side effect:
     /// for use when loggers are not being made concurrently.

@@ -57,8 +57,32 @@ unsigned int EventAttributes::getEventID(const char* const& file, unsigned short
     return base + line;
 }
 
+namespace {
+// The thread's cache of (file, line) to location and id, in its context. A
+// location, once made, never changes and is never freed, so a cached entry
+// is always right; it saves the pool mutex on every event of a statement
+// after its first on this thread.
+LogThreadContext::LocationSlot& cacheSlot(const char* file, unsigned short line) {
+    uintptr_t key = reinterpret_cast<uintptr_t>(file) ^ (static_cast<uintptr_t>(line) * 0x9E3779B1u);
+    key ^= key >> 7;
+    return LogBufferImpl::getThreadContext(0)->locationCache[key % LogThreadContext::LocationSlots];
+}
+} // namespace
+
 void EventAttributes::constructorInit(const char* file, unsigned short line, const char* format,
                                       const char* function, unsigned short argCount) {
+    LogThreadContext::LocationSlot& slot = cacheSlot(file, line);
+    if (slot.location && slot.file == file && slot.line == line) {
+        location = static_cast<LocationDependentAttributes*>(slot.location);
+        eventId = slot.eventId;
+        return;
+    }
+    lookupLocation(file, line, format, function, argCount);
+    slot = LogThreadContext::LocationSlot{file, line, eventId, location};
+}
+
+void EventAttributes::lookupLocation(const char* file, unsigned short line, const char* format,
+                                     const char* function, unsigned short argCount) {
     ScopedLock guard(m_PoolMutex);
     bool isNew = false;
     eventId = getEventID(file, line, isNew);
@@ -88,7 +112,10 @@ LoggingEvent::LoggingEvent(LogBuffer* buf, const char* format, const char* file,
                            unsigned short line, unsigned short argCount, unsigned short loggerId,
                            unsigned char level) {
     attributes.attributes.sequence = Logger::getRepository().getEventSequence();
-    attributes.attributes.threadNumber = LogBufferImpl::getThreadContext(0)->threadContextNumber;
+    // LogBufferImpl is the one real buffer class; its context is the thread's.
+    LogThreadContext* owner = static_cast<LogBufferImpl*>(buf)->context;
+    attributes.attributes.threadNumber =
+        owner ? owner->threadContextNumber : LogBufferImpl::getThreadContext(0)->threadContextNumber;
     LoggingTime::getCurrentTime(&attributes.attributes.time);
     init(format, file, function, line, argCount, loggerId, level);
     buffer = buf;
@@ -140,14 +167,6 @@ LoggingEvent& LoggingEvent::operator=(const LoggingEvent& other) {
         details[i] = other.details[i];
     }
     return *this;
-}
-
-void LoggingEvent::addDetail(LogDataType type, const void* bytes, unsigned long size) {
-    if (count >= MaxDetails)
-        return;
-    types[count] = type;
-    details[count] = static_cast<const unsigned char*>(buffer->addDetail(type, bytes, size));
-    ++count;
 }
 
 void LoggingEvent::addArg(const char16_t* v) {
@@ -325,78 +344,94 @@ void LoggingEvent::format(std::string& out) const {
     unsigned int index = 0;
     Token token;
     format_t scratch;
-    for (;;) {
-        const char* percent = std::strchr(cursor, '%');
-        if (!percent) {
-            out.append(cursor);
-            break;
-        }
-        out.append(cursor, percent);
-        cursor = percent + 1;
-        token.parseJustification(cursor);
-        scratch.text = nullptr;
-        scratch.buffer[0] = '\0';
-        scratch.longText.clear();
-        const char* result;
-        bool usesArgument = true;
-        // Kept on purpose: the argument count is tested before the
-        // conversion is looked at, so with no argument left even "%%" shows
-        // as "???".
-        if (index >= argCount || index >= count) {
-            result = "???";
-        } else {
-            while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
-                ++cursor;
-            const char c = *cursor;
-            switch (c) {
-            case '%':
-                scratch.text = "%";
-                usesArgument = false;
+    {
+        detail::TextSink sink(out);
+        for (;;) {
+            const char* percent = std::strchr(cursor, '%');
+            if (!percent) {
+                sink.append(cursor, std::strlen(cursor));
                 break;
-            case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
-                if (types[index] == LogFloat) {
-                    formatFloat(details[index], token.width, token.precision, scratch);
-                    token.leftAlign = false;
-                    token.zeroPad = false;
-                    token.width = 0;
-                    token.precision = 0;
-                } else {
-                    format(details[index], types[index], scratch, 0);
+            }
+            sink.append(cursor, static_cast<size_t>(percent - cursor));
+            cursor = percent + 1;
+            token.parseJustification(cursor);
+            bool usesArgument = true;
+            const char* result;
+            size_t length;
+            // Kept on purpose: the argument count is tested before the
+            // conversion is looked at, so with no argument left even "%%"
+            // shows as "???".
+            if (index >= argCount || index >= count) {
+                result = "???";
+                length = 3;
+            } else {
+                while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
+                    ++cursor;
+                const char c = *cursor;
+                scratch.text = nullptr;
+                scratch.buffer[0] = '\0';
+                scratch.longText.clear();
+                switch (c) {
+                case '%':
+                    scratch.text = "%";
+                    usesArgument = false;
+                    break;
+                case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
+                    if (types[index] == LogFloat) {
+                        formatFloat(details[index], token.width, token.precision, scratch);
+                        token.leftAlign = false;
+                        token.zeroPad = false;
+                        token.width = 0;
+                        token.precision = 0;
+                    } else {
+                        format(details[index], types[index], scratch, 0);
+                    }
+                    break;
+                case 'X': case 'c': case 'o': case 'x':
+                    format(details[index], types[index], scratch, c);
+                    break;
+                default:
+                    std::memcpy(scratch.buffer, "%?_?", 5);
+                    scratch.buffer[2] = c;
+                    break;
                 }
-                break;
-            case 'X': case 'c': case 'o': case 'x':
-                format(details[index], types[index], scratch, c);
-                break;
-            default:
-                std::memcpy(scratch.buffer, "%?_?", 5);
-                scratch.buffer[2] = c;
-                break;
+                if (scratch.text) {
+                    result = scratch.text;
+                    length = std::strlen(result);
+                } else {
+                    // A result of several lines lines up under its first line.
+                    if (scratch.longText.empty() && std::strchr(scratch.buffer, '\n'))
+                        scratch.longText = scratch.buffer;
+                    if (!scratch.longText.empty()) {
+                        Token::indentLines(scratch.longText, sink.column());
+                        result = scratch.longText.c_str();
+                        length = std::strlen(result);
+                    } else {
+                        result = scratch.buffer;
+                        length = std::strlen(result);
+                    }
+                }
             }
-            if (!scratch.text) {
-                if (scratch.longText.empty() && std::strchr(scratch.buffer, '\n'))
-                    scratch.longText = scratch.buffer;
-                if (!scratch.longText.empty())
-                    Token::indentLines(scratch.longText, out);
-            }
-            result = scratch.text ? scratch.text
-                                  : (!scratch.longText.empty() ? scratch.longText.c_str() : scratch.buffer);
+            token.addToResult(result, length, sink);
+            if (usesArgument)
+                ++index;
+            if (*cursor)
+                ++cursor;
         }
-        token.addToResult(result, out);
-        if (usesArgument)
-            ++index;
-        if (*cursor)
-            ++cursor;
     }
     // Trim the whole of `out`: trailing, then leading.
     static const char blanks[] = "\r\n\t ";
-    size_t end = out.find_last_not_of(blanks);
-    if (end == std::string::npos) {
-        out.clear();
+    if (out.empty())
         return;
+    if (std::strchr(blanks, out.back()) || std::strchr(blanks, out.front())) {
+        size_t end = out.find_last_not_of(blanks);
+        if (end == std::string::npos) {
+            out.clear();
+            return;
+        }
+        out.erase(end + 1);
+        out.erase(0, out.find_first_not_of(blanks));
     }
-    out.erase(end + 1);
-    size_t begin = out.find_first_not_of(blanks);
-    out.erase(0, begin);
 }
 
 } // namespace qzlog

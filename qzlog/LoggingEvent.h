@@ -92,6 +92,9 @@ struct EventAttributes {
     /// Finds or makes the location record of the statement, under m_PoolMutex.
     void constructorInit(const char* file, unsigned short line, const char* format,
                          const char* function, unsigned short argCount);
+    /// constructorInit's table work, under m_PoolMutex.
+    void lookupLocation(const char* file, unsigned short line, const char* format, const char* function,
+                        unsigned short argCount);
     /// Makes the pool mutex and both tables.
     static void Initialize();
     /// Entries in the source table, for tests and reports.
@@ -219,6 +222,14 @@ public:
     /// Writes the open buffers to a file.
     static void saveAllToFile();
 };
+
+inline void LoggingEvent::addDetail(LogDataType type, const void* bytes, unsigned long size) {
+    if (count >= MaxDetails)
+        return;
+    types[count] = type;
+    details[count] = static_cast<const unsigned char*>(buffer->addDetail(type, bytes, size));
+    ++count;
+}
 
 } // namespace qzlog
 } // namespace qzlib

@@ -101,7 +101,15 @@ struct TimeCache {
     char secondText[128] = "";
 };
 
-thread_local TimeCache t_timeCache;
+// The cache lives in the thread's logging context and dies with it.
+TimeCache& threadTimeCache() {
+    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
+    if (!context->timeCache) {
+        context->timeCache = new TimeCache();
+        context->freeTimeCache = [](void* cache) { delete static_cast<TimeCache*>(cache); };
+    }
+    return *static_cast<TimeCache*>(context->timeCache);
+}
 
 constexpr uint32_t IntervalLimit = 1189622116; // 0x46E83164
 const char DefaultDatePattern[] = "%Y-%m-%d %a %Z %H:%M:%S";
@@ -126,7 +134,7 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
         out[n + 3] = '\0';
         return;
     }
-    TimeCache& cache = t_timeCache;
+    TimeCache& cache = threadTimeCache();
     if (!pattern || !*pattern)
         pattern = DefaultDatePattern;
     bool patternChanged = !cache.valid || cache.lastPattern != pattern;
@@ -179,44 +187,53 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
 void PatternLayout::format(const LoggingEvent* event, std::string& out) {
     const LocationDependentAttributes* location = event->attributes.location;
     const LocationIndependentAttributes& attrs = event->attributes.attributes;
+    detail::TextSink sink(out);
     char work[512];
     for (const Token& token : impl->tokens) {
         switch (token.type) {
         case 0:
-            out.append(token.text, token.textLength);
+            sink.append(token.text, token.textLength);
             continue;
         case 'n':
-            out += '\n';
+            sink.append(1, '\n');
             continue;
-        case '?':
-            out.append(token.option.c_str());
+        case '?': {
+            const char* text = token.option.c_str();
+            sink.append(text, std::strlen(text));
             continue;
+        }
         case 'c': {
             const char* name = Logger::getRepository().getLoggerName(attrs.loggerId);
             if (!name || !*name)
                 name = "root";
+            if (token.optionValue == 0) {
+                token.addToResult(name, std::strlen(name), sink);
+                continue;
+            }
             size_t n = std::strlen(name);
             std::string node;
             char* buffer = n < sizeof work ? work : (node.resize(n + 1), &node[0]);
-            token.addToResult(makeNode(name, ".", token.optionValue, buffer), out);
+            makeNode(name, ".", token.optionValue, buffer);
+            token.addToResult(buffer, std::strlen(buffer), sink);
             continue;
         }
         case 'C': {
-            const char* file = location ? location->file : "";
+            const char* file = location && location->file ? location->file : "";
             size_t n = std::strlen(file);
             std::string rcs(n + 1, '\0'), node(n + 1, '\0');
             makeRCSName(file, &rcs[0]);
-            token.addToResult(makeNode(rcs.c_str(), "/", token.optionValue, &node[0]), out);
+            makeNode(rcs.c_str(), "/", token.optionValue, &node[0]);
+            token.addToResult(node.c_str(), std::strlen(node.c_str()), sink);
             continue;
         }
         case 'd': {
             char text[300];
             makeTime(attrs.time, token.option.c_str(), text);
-            token.addToResult(text, out);
+            token.addToResult(text, std::strlen(text), sink);
             continue;
         }
         case 'l': {
-            const char* file = location ? location->file : "";
+            const char* file = location && location->file ? location->file : "";
             std::string text = location && location->function ? location->function : "";
             text += ' ';
             std::string node(std::strlen(file) + 1, '\0');
@@ -226,42 +243,51 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             u16ToString(location ? location->line : 0, line);
             text += line;
             text += ')';
-            token.addToResult(text.c_str(), out);
+            token.addToResult(text.c_str(), text.size(), sink);
             continue;
         }
-        case 'L':
-            u16ToString(location ? location->line : 0, work);
-            token.addToResult(work, out);
+        case 'L': {
+            size_t n = u16ToString(location ? location->line : 0, work);
+            token.addToResult(work, n, sink);
             continue;
+        }
         case 'm': {
             std::string& message = impl->scratch;
             message.clear();
             event->format(message);
             if (message.find('\n') != std::string::npos)
-                Token::indentLines(message, out);
-            token.addToResult(message.c_str(), out);
+                Token::indentLines(message, sink.column());
+            token.addToResult(message.data(), message.size(), sink);
             continue;
         }
-        case 'M':
-            token.addToResult(location && location->function ? location->function : "", out);
+        case 'M': {
+            const char* function = location && location->function ? location->function : "";
+            token.addToResult(function, std::strlen(function), sink);
             continue;
-        case 'p':
-            token.addToResult(Level::getName(attrs.level), out);
+        }
+        case 'p': {
+            const char* level = Level::getName(attrs.level);
+            token.addToResult(level, std::strlen(level), sink);
             continue;
-        case 'r':
-            i64ToString(LoggingTime::getElapsedTime() / 1000, work);
-            token.addToResult(work, out);
+        }
+        case 'r': {
+            size_t n = i64ToString(LoggingTime::getElapsedTime() / 1000, work);
+            token.addToResult(work, n, sink);
             continue;
-        case 'S':
-            u32ToString(attrs.sequence, work);
-            token.addToResult(work, out);
+        }
+        case 'S': {
+            size_t n = u32ToString(attrs.sequence, work);
+            token.addToResult(work, n, sink);
             continue;
-        case 't':
+        }
+        case 't': {
             // Decision: the event's own thread. For a live event that is the
             // calling thread; for a replayed one it is the recorded thread,
             // which is what a reader of an activity file wants to see.
-            token.addToResult(LogBufferImpl::getThreadContext(attrs.threadNumber)->getName(), out);
+            const char* name = LogBufferImpl::getThreadContext(attrs.threadNumber)->getName();
+            token.addToResult(name, std::strlen(name), sink);
             continue;
+        }
         default:
             continue;
         }

@@ -115,7 +115,11 @@ bool Token::parse(const char*& cursor) {
 }
 
 void Token::addToResult(const char* value, std::string& out) const {
-    size_t n = std::strlen(value);
+    detail::TextSink sink(out);
+    addToResult(value, std::strlen(value), sink);
+}
+
+void Token::justify(const char* value, size_t n, detail::TextSink& out) const {
     if (width != 0 && width > n) {
         size_t pad = width - n;
         if (zeroPad) {
@@ -137,9 +141,25 @@ void Token::addToResult(const char* value, std::string& out) const {
     }
 }
 
+} // namespace qzlog
+
+size_t detail::TextSink::column() const {
+    for (const char* p = m_p; p != m_buffer;)
+        if (*--p == '\n')
+            return static_cast<size_t>(m_p - p - 1);
+    size_t lastNewline = m_out.rfind('\n');
+    size_t pending = static_cast<size_t>(m_p - m_buffer);
+    return lastNewline == std::string::npos ? m_out.size() + pending : m_out.size() - lastNewline - 1 + pending;
+}
+
+namespace qzlog {
+
 void Token::indentLines(std::string& text, const std::string& out) {
     size_t lastNewline = out.rfind('\n');
-    size_t indent = lastNewline == std::string::npos ? out.size() : out.size() - lastNewline - 1;
+    indentLines(text, lastNewline == std::string::npos ? out.size() : out.size() - lastNewline - 1);
+}
+
+void Token::indentLines(std::string& text, size_t indent) {
     if (indent == 0)
         return;
     for (size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1 + indent))

@@ -8,10 +8,60 @@
 #ifndef QZLOG_TOKEN_H
 #define QZLOG_TOKEN_H
 
+#include <cstring>
 #include <string>
 
 namespace qzs {
 namespace qzlib {
+namespace detail {
+
+/// Appends to a std::string through a buffer on the stack, so that the many
+/// small pieces of one formatted line cost a copy each and one append in all.
+/// Flushes when it goes out of scope. Not thread-safe; one per call.
+class TextSink {
+public:
+    explicit TextSink(std::string& out) : m_out(out), m_p(m_buffer) {}
+    ~TextSink() { flush(); }
+    TextSink(const TextSink&) = delete;
+    TextSink& operator=(const TextSink&) = delete;
+
+    void append(const char* text, size_t n) {
+        if (n <= static_cast<size_t>(m_buffer + sizeof m_buffer - m_p)) {
+            std::memcpy(m_p, text, n);
+            m_p += n;
+        } else {
+            flush();
+            m_out.append(text, n);
+        }
+    }
+    void append(size_t count, char c) {
+        if (count <= static_cast<size_t>(m_buffer + sizeof m_buffer - m_p)) {
+            std::memset(m_p, c, count);
+            m_p += count;
+        } else {
+            flush();
+            m_out.append(count, c);
+        }
+    }
+    void flush() {
+        if (m_p != m_buffer) {
+            m_out.append(m_buffer, static_cast<size_t>(m_p - m_buffer));
+            m_p = m_buffer;
+        }
+    }
+    /// Characters written so far, through the sink or before it.
+    size_t size() const { return m_out.size() + static_cast<size_t>(m_p - m_buffer); }
+    /// Characters since the last newline: the column the next text starts at.
+    size_t column() const;
+
+private:
+    std::string& m_out;
+    char* m_p;
+    char m_buffer[1024];
+};
+
+} // namespace detail
+
 namespace qzlog {
 
 /// One literal or conversion. `type` is 0 for literal text, 63 ('?') for an
@@ -41,6 +91,12 @@ public:
     /// left-aligned and the LAST ones otherwise, the reverse of printf, so a
     /// narrow right-aligned field shows the end of a long name.
     void addToResult(const char* text, std::string& out) const;
+    void addToResult(const char* text, size_t length, detail::TextSink& out) const {
+        if (width == 0 && precision == 0)
+            out.append(text, length);
+        else
+            justify(text, length, out);
+    }
 
     /// Inserts, after each newline of `text`, as many blanks as the column at
     /// which `text` will start in `out`, so a multi-line value lines up under
@@ -48,6 +104,11 @@ public:
     /// `out`, not from its start, so that a message that already holds a
     /// newline does not push its later lines far to the right.
     static void indentLines(std::string& text, const std::string& out);
+    /// As above, for a text that starts at `column`.
+    static void indentLines(std::string& text, size_t column);
+
+    /// The padding and cutting of addToResult.
+    void justify(const char* text, size_t length, detail::TextSink& out) const;
 
     int type;
     bool leftAlign;

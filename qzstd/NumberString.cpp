@@ -5,21 +5,40 @@
 
 namespace {
 
-// Writes the digits of `value` backwards from `end`; returns the first digit.
-char* decimalBackwards(uint64_t value, char* end) {
-    do {
-        *--end = static_cast<char>('0' + value % 10);
-        value /= 10;
-    } while (value);
-    return end;
+// "00" to "99": two digits a step halves the divisions.
+const char TwoDigits[] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                         "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                         "8081828384858687888990919293949596979899";
+
+unsigned digitCount(uint64_t v) {
+    unsigned n = 1;
+    for (;;) {
+        if (v < 10) return n;
+        if (v < 100) return n + 1;
+        if (v < 1000) return n + 2;
+        if (v < 10000) return n + 3;
+        v /= 10000;
+        n += 4;
+    }
 }
 
 size_t unsignedToString(uint64_t value, char* dst) {
-    char work[24];
-    char* first = decimalBackwards(value, work + sizeof work);
-    size_t len = static_cast<size_t>(work + sizeof work - first);
-    std::memcpy(dst, first, len);
-    dst[len] = '\0';
+    const unsigned len = digitCount(value);
+    char* p = dst + len;
+    *p = '\0';
+    while (value >= 100) {
+        const unsigned pair = static_cast<unsigned>(value % 100) * 2;
+        value /= 100;
+        *--p = TwoDigits[pair + 1];
+        *--p = TwoDigits[pair];
+    }
+    if (value >= 10) {
+        const unsigned pair = static_cast<unsigned>(value) * 2;
+        *--p = TwoDigits[pair + 1];
+        *--p = TwoDigits[pair];
+    } else {
+        *--p = static_cast<char>('0' + value);
+    }
     return len;
 }
 
