@@ -43,6 +43,11 @@ void Token::parseJustification(const char*& cursor) {
     }
     if (*cursor >= '0' && *cursor <= '9') {
         width = parseInt(cursor, &zeroPad);
+        // Decision: a field is padded to at most 64 KiB. A pattern or format
+        // with a width in the millions is a mistake, and must not cost the
+        // host a gigabyte of padding per line.
+        if (width > MaxWidth)
+            width = MaxWidth;
     } else {
         width = 0;
         zeroPad = false;

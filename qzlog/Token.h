@@ -68,6 +68,9 @@ namespace qzlog {
 /// unknown conversion, otherwise the conversion letter.
 class Token {
 public:
+    /// The widest field padded; larger widths are taken as this.
+    static constexpr unsigned int MaxWidth = 0x10000;
+
     Token() { clear(); }
 
     /// Resets to type 63 with everything else empty.
