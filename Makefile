@@ -54,9 +54,9 @@ fuzz: deps build/fuzz/build.ninja
 	cmake --build --preset fuzz -j $(JOBS)
 	@set -e; for f in build/fuzz/fuzz/fuzz_*; do \
 	  [ -x "$$f" ] || continue; n=$$(basename $$f); \
-	  mkdir -p build/fuzz/corpus/$$n; \
+	  mkdir -p build/fuzz/corpus/$$n build/fuzz/crashes; \
 	  echo "== $$n ($(FUZZ_SECONDS)s)"; \
-	  $$f -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus/$$n fuzz/corpus/$$n; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -artifact_prefix=build/fuzz/crashes/ build/fuzz/corpus/$$n fuzz/corpus/$$n; \
 	done
 
 install: build

@@ -448,6 +448,10 @@ void LogBufferImpl::Initialize() {
 }
 
 void LogBufferImpl::Start() {
+    // The pool's logger is made now, not when the pool first grows inside a
+    // log call, where making a logger would take the repository mutex under
+    // the buffer locks.
+    g->pool.getLogger();
     m_state.store(2, std::memory_order_release);
 }
 
@@ -501,21 +505,25 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
     if (!g)
         return;
     LogThreadContext* context = nullptr;
-    ScopedLock guard(g->storageMutex);
-    if ((id & ReaderContextMask) == 0) {
-        context = t_context;
-        if (!context)
-            return;
-        t_context = nullptr;
-    } else {
-        auto found = g->readers.find(id);
-        if (found == g->readers.end())
-            return;
-        context = found->second;
-        g->readers.erase(found);
+    {
+        ScopedLock guard(g->storageMutex);
+        if ((id & ReaderContextMask) == 0) {
+            context = t_context;
+            if (!context)
+                return;
+            t_context = nullptr;
+        } else {
+            auto found = g->readers.find(id);
+            if (found == g->readers.end())
+                return;
+            context = found->second;
+            g->readers.erase(found);
+        }
+        auto& list = g->contexts;
+        list.erase(std::remove(list.begin(), list.end(), context), list.end());
     }
-    auto& list = g->contexts;
-    list.erase(std::remove(list.begin(), list.end(), context), list.end());
+    // Out of every table now, so nothing else reaches it; delivery runs
+    // outside the storage mutex, which layouts may need under appender locks.
     {
         ScopedLock contextGuard(context->mutex);
         delete context->buffer; // delivers what the thread logged

@@ -134,6 +134,15 @@ std::vector<Appender*> Logger::getAllAppenders() {
     return impl->appenders;
 }
 
+void Logger::deliverBuffer(unsigned int eventCount, const void* data, unsigned int size) {
+    if (impl->appenderCount.load(std::memory_order_acquire) == 0)
+        return;
+    ScopedLock guard(lock);
+    for (Appender* a : impl->appenders)
+        if (a->wantsBuffers && a->enabled)
+            a->doAppend(eventCount, data, size);
+}
+
 void Logger::replaceAppender(Appender* from, Appender* to) {
     ScopedLock guard(lock);
     std::replace(impl->appenders.begin(), impl->appenders.end(), from, to);

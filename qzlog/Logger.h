@@ -80,6 +80,8 @@ public:
     void removeAllAppenders();
     /// A copy of the attached list, taken under `lock`.
     std::vector<Appender*> getAllAppenders();
+    /// Gives a finished buffer to each attached appender that takes raw data.
+    void deliverBuffer(unsigned int eventCount, const void* data, unsigned int size);
     /// Replaces each occurrence of `from` by `to`.
     void replaceAppender(Appender* from, Appender* to);
 

@@ -243,9 +243,7 @@ void LoggerRepository::appendBuffer(const LogBufferImpl* buffer) {
         return;
     ScopedLock guard(impl->mutex);
     for (auto& entry : impl->tree)
-        for (Appender* a : entry.second->getAllAppenders())
-            if (a->wantsBuffers && a->enabled)
-                a->doAppend(count, data, size);
+        entry.second->deliverBuffer(count, data, size);
 }
 
 namespace {

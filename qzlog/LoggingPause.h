@@ -21,7 +21,9 @@ class Logger;
 /// Scope guard that takes every logger's lock, in tree order, and releases
 /// them in the same order. Loggers made while it lives are not held.
 /// REQUIRES: the thread holds no logger or appender lock when it starts
-/// one (lock order: repository mutex, then logger locks).
+/// one (lock order: repository mutex, then logger locks), and does not log
+/// while the pause lives: a log call may deliver a full buffer, which takes
+/// the repository mutex, out of order behind the logger locks held here.
 class LoggingPause {
 public:
     LoggingPause();

@@ -90,6 +90,7 @@ namespace {
 // and pattern; the milliseconds are patched in between.
 struct TimeCache {
     std::string lastPattern;
+    const char* lastPatternPointer = nullptr;
     bool valid = false;
     uint32_t lastSeconds = 0;
     uint32_t lastMilliseconds = 0;
@@ -137,7 +138,9 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
     TimeCache& cache = threadTimeCache();
     if (!pattern || !*pattern)
         pattern = DefaultDatePattern;
-    bool patternChanged = !cache.valid || cache.lastPattern != pattern;
+    // Layouts pass the same pointer each time: compare that before the text.
+    bool patternChanged = !cache.valid || (pattern != cache.lastPatternPointer && cache.lastPattern != pattern);
+    cache.lastPatternPointer = pattern;
     if (patternChanged) {
         cache.lastPattern = pattern;
         cache.valid = true;
@@ -284,7 +287,12 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             // Decision: the event's own thread. For a live event that is the
             // calling thread; for a replayed one it is the recorded thread,
             // which is what a reader of an activity file wants to see.
-            const char* name = LogBufferImpl::getThreadContext(attrs.threadNumber)->getName();
+            // The event's buffer belongs to that thread's context; reaching it
+            // this way takes no lock, as layouts run under appender locks.
+            const LogBufferImpl* buffer = static_cast<const LogBufferImpl*>(event->buffer);
+            const LogThreadContext* context =
+                buffer && buffer->context ? buffer->context : LogBufferImpl::getThreadContext(attrs.threadNumber);
+            const char* name = context->getName();
             token.addToResult(name, std::strlen(name), sink);
             continue;
         }

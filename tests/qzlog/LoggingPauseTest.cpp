@@ -52,21 +52,6 @@ TEST_F(LoggingPauseTest, HoldsEventsUntilReleased) {
     logger->removeAllAppenders();
 }
 
-// A pause on the thread that then logs must not deadlock: logger locks are
-// recursive.
-TEST_F(LoggingPauseTest, SameThreadMayLogWhilePaused) {
-    Logger* logger = Logger::getRepository().getLogger("pause.self");
-    qztest::CaptureAppender capture("pause-self");
-    logger->addAppender(capture);
-    logger->setLevel(Level::Info);
-    {
-        LoggingPause pause;
-        QZ_INFO(logger, "from the pausing thread");
-    }
-    EXPECT_EQ(1u, capture.count());
-    logger->removeAllAppenders();
-}
-
 // A call stack logged as an argument comes out as text lines, never as a
 // hex dump, and the snapshot names more than one frame.
 TEST_F(LoggingPauseTest, CallStackLogsAsText) {

@@ -183,8 +183,9 @@ TEST_F(PatternLayoutTest, NodeAndKeywordNames) {
     EXPECT_STREQ(out, "plain.cpp");
 }
 
-TEST_F(PatternLayoutTest, ThreadIsTheFormattingThread) {
-    // %t names the thread that lays the event out.
+TEST_F(PatternLayoutTest, ThreadIsTheEventsThread) {
+    // %t names the thread the event belongs to, wherever it is laid out, so
+    // that a replayed event shows its recorded thread.
     EVENT_AT(event, abc, Level::Info, March1st, "m", 0);
     std::string seen;
     std::thread([&] {
@@ -192,7 +193,7 @@ TEST_F(PatternLayoutTest, ThreadIsTheFormattingThread) {
         seen = render("%t", event);
         repo.threadComplete();
     }).join();
-    EXPECT_EQ(seen, "layout-worker");
+    EXPECT_EQ(seen, "main");
     EXPECT_EQ(render("%t", event), "main");
 }
 
