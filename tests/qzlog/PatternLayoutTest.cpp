@@ -212,3 +212,15 @@ TEST_F(PatternLayoutTest, BasicConfiguratorAttachesToRoot) {
 }
 
 } // namespace
+
+namespace {
+
+// Found by fuzzing: a width in the millions padded every line to that many
+// characters. Fields pad to at most 64 KiB; the text itself is never cut.
+TEST_F(PatternLayoutTest, HugeWidthsAreCapped) {
+    EVENT_AT(event, abc, Level::Info, March1st, "m", 0);
+    EXPECT_EQ(render("%999999999p", event).size(), static_cast<size_t>(Token::MaxWidth));
+    EXPECT_EQ(render("%-99999999999p|", event), "INFO|") << "a width past 32 bits reads as none";
+}
+
+} // namespace
