@@ -5,6 +5,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"
+#include "qzstd/ThreadLog.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -18,35 +19,12 @@ using qzlog::Logger;
 
 MainThread* MainThread::m_instance = nullptr;
 
-namespace {
-
-const char SourceFile[] = "qzstd/MultiThreading";
-
-Logger* mainLogger() {
-    static std::atomic<Logger*> logger{nullptr};
-    Logger* l = logger.load(std::memory_order_acquire);
-    if (!l && qzlog::qzlogInitialized()) {
-        l = Logger::getRepository().getLogger("qzstd.multithreading", nullptr);
-        logger.store(l, std::memory_order_release);
-    }
-    return l;
-}
-
-#define QZ_MAIN_LOG(level, function, ...)                                                          \
-    do {                                                                                           \
-        Logger* l_ = mainLogger();                                                                 \
-        if (l_ && l_->isEnabledFor(level))                                                         \
-            l_->log(SourceFile, function, __LINE__, level, __VA_ARGS__);                           \
-    } while (0)
-
-} // namespace
-
 MainThread::MainThread(int (*main)(int, char**))
     : Thread(&MainThread::MainDispatcher, nullptr, Joinable), mainFunction(main), argc(0), argv(nullptr),
       exitLock(Mutex::Recursive) {
     if (m_instance)
-        detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread"), 1112, "a MainThread instance exists already");
-    QZ_MAIN_LOG(Level::Debug, "MainThread", "MainThread instance=%p", static_cast<const void*>(this));
+        qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread"), 1112, "a MainThread instance exists already");
+    QZ_THREAD_LOG(Level::Debug, "MainThread", "MainThread instance=%p", static_cast<const void*>(this));
     // The error context's process exit function becomes MainThread::Exit
     // here once that context exists.
     m_instance = this;
@@ -61,22 +39,22 @@ MainThread::~MainThread() {
 
 int MainThread::Run(int count, char** arguments) {
     if (GetExitCode() != NotStarted) {
-        QZ_MAIN_LOG(Level::Debug, "Run", "Thread already started");
-        detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread::Run"), 1112, "Thread already started");
+        QZ_THREAD_LOG(Level::Debug, "Run", "Thread already started");
+        qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread::Run"), 1112, "Thread already started");
     }
     argc = count;
     argv = arguments;
     ThreadArgs* args = new ThreadArgs{this, &MainThread::MainDispatcher, std::string(), this};
-    QZ_MAIN_LOG(Level::Debug, "Run", "Starting main thread for function %p",
+    QZ_THREAD_LOG(Level::Debug, "Run", "Starting main thread for function %p",
                 reinterpret_cast<const void*>(mainFunction));
     __atomic_store_n(&exitCode, Running, __ATOMIC_RELEASE);
     return static_cast<int>(RunThread(args));
 }
 
 int MainThread::ExecMain() {
-    QZ_MAIN_LOG(Level::Debug, "ExecMain", "Entering main function");
+    QZ_THREAD_LOG(Level::Debug, "ExecMain", "Entering main function");
     int result = mainFunction(argc, argv);
-    QZ_MAIN_LOG(Level::Debug, "ExecMain", "Exit from main function ret=%u", static_cast<unsigned int>(result));
+    QZ_THREAD_LOG(Level::Debug, "ExecMain", "Exit from main function ret=%u", static_cast<unsigned int>(result));
     return result;
 }
 
@@ -86,7 +64,7 @@ unsigned int MainThread::MainDispatcher(void* self) {
 
 void MainThread::RegisterExitFunction(void (*fn)()) {
     ScopedLock guard(exitLock);
-    QZ_MAIN_LOG(Level::Debug, "RegisterExitFunction", "Registering exit function %p",
+    QZ_THREAD_LOG(Level::Debug, "RegisterExitFunction", "Registering exit function %p",
                 reinterpret_cast<const void*>(fn));
     exitFunctions.push_back(fn);
 }
@@ -104,7 +82,7 @@ void MainThread::DispatchExitFunctions() {
         const size_t at = exitFunctions.size() - 1;
         void (*fn)() = exitFunctions[at];
         if (fn) {
-            QZ_MAIN_LOG(Level::Debug, "DispatchExitFunctions", "Dispatching exit function %p",
+            QZ_THREAD_LOG(Level::Debug, "DispatchExitFunctions", "Dispatching exit function %p",
                         reinterpret_cast<const void*>(fn));
             fn();
         }

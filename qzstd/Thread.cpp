@@ -14,6 +14,7 @@
 #include "qzstd/FaultReport.h"
 #include "qzstd/SparseArray.h"
 #include "qzstd/ThreadLocalStorage.h"
+#include "qzstd/ThreadLog.h"
 
 #include <atomic>
 #include <cerrno>
@@ -32,11 +33,9 @@ using qzlog::Logger;
 _ThreadLocalStorage* Thread::m_pThread = nullptr;
 unsigned int Thread::m_defaultStackSizeInBytes = 0;
 
-namespace {
+const char detail::ThreadSourceFile[] = "qzstd/MultiThreading";
 
-const char SourceFile[] = "qzstd/MultiThreading";
-
-Logger* threadLogger() {
+Logger* detail::threadLogger() {
     static std::atomic<Logger*> logger{nullptr};
     Logger* l = logger.load(std::memory_order_acquire);
     if (!l && qzlog::qzlogInitialized()) {
@@ -46,15 +45,10 @@ Logger* threadLogger() {
     return l;
 }
 
-#define QZ_THREAD_LOG(level, function, ...)                                                        \
-    do {                                                                                           \
-        Logger* l_ = threadLogger();                                                               \
-        if (l_ && l_->isEnabledFor(level))                                                         \
-            l_->log(SourceFile, function, __LINE__, level, __VA_ARGS__);                           \
-    } while (0)
+namespace {
 
 void misuse(const char* function, const char* what) {
-    detail::reportFault(QZ_FAULT_SITE("qzstd", function), 1112, what);
+    qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", function), 1112, what);
 }
 
 const void* asPointer(unsigned int (*function)(void*)) {
@@ -243,12 +237,12 @@ uint64_t Thread::GetTime() {
 
 void Thread::IssueError(int rc) {
     QZ_THREAD_LOG(Level::Debug, "IssueError", "ERROR: Unexpected error encountered, rc %d", rc);
-    detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueError"));
+    qzlib::detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueError"));
 }
 
 void Thread::IssueWarning(int rc) {
     QZ_THREAD_LOG(Level::Debug, "IssueWarning", "WARNING: Unexpected error encountered, rc %d", rc);
-    detail::reportThreadWarning(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueWarning"));
+    qzlib::detail::reportThreadWarning(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueWarning"));
 }
 
 void ActiveThreads::Register(Thread* thread) {
