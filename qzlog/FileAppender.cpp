@@ -73,7 +73,9 @@ void FileLock::release() {
 //===-- FileAppender -------------------------------------------------------===//
 
 FileAppender::FileAppender(const char* name)
-    : WriterAppender(name), bufferSize(4096), bufferedIO(true), append(false), hasVariables(false) {}
+    : WriterAppender(name), bufferSize(4096), bufferedIO(true), append(false), hasVariables(false) {
+    privateStream = true;
+}
 
 void FileAppender::makeFileName(const std::string& name, bool expandInstance, std::string& out) {
     std::string result;
@@ -150,7 +152,8 @@ long FileAppender::getCurrentFileSize() const {
 //===-- RollingFileAppender ------------------------------------------------===//
 
 RollingFileAppender::RollingFileAppender(const char* name)
-    : FileAppender(name), maxBackupIndex(1), maxFileSize(0x7D000000u), rolling(false) {}
+    : FileAppender(name), maxBackupIndex(1), maxFileSize(0x7D000000u), rolling(false), estimatedSize(0),
+      statCountdown(0) {}
 
 void RollingFileAppender::reset() {
     FileAppender::reset();
@@ -191,11 +194,35 @@ void RollingFileAppender::activateOptions() {
         rollOver();
 }
 
+long RollingFileAppender::sizeForWrite(unsigned long size) {
+    // Decision: the size is read by fstat only when it can matter. Far from
+    // the limit the size is estimated from the last fstat plus this
+    // appender's own writes since, and read again at least every
+    // StatInterval writes; within StatMargin of the limit it is read at every
+    // write. Other processes may append meanwhile; they check the size of
+    // their own writes the same way, and the margin covers the rest.
+    const long near = static_cast<long>(maxFileSize) - 2 * static_cast<long>(size) - 2048 - StatMargin;
+    if (statCountdown == 0 || estimatedSize >= near) {
+        estimatedSize = getCurrentFileSize();
+        statCountdown = StatInterval;
+    } else {
+        --statCountdown;
+    }
+    return estimatedSize;
+}
+
 void RollingFileAppender::write(const void* bytes, unsigned long size) {
-    if (!file)
+    if (!file) {
         activateOptions();
-    const long current = getCurrentFileSize();
-    if (maxFileSize == 0 || static_cast<long>(maxFileSize) > current + 2 * static_cast<long>(size) + 2048) {
+        statCountdown = 0;
+    }
+    if (maxFileSize == 0) {
+        WriterAppender::write(bytes, size);
+        return;
+    }
+    const long current = sizeForWrite(size);
+    estimatedSize += static_cast<long>(size);
+    if (static_cast<long>(maxFileSize) > current + 2 * static_cast<long>(size) + 2048) {
         WriterAppender::write(bytes, size);
         return;
     }
@@ -248,6 +275,7 @@ void RollingFileAppender::rollOver() {
         lock.held = FileLock::None; // the lock dies with the closed file
         close();
         activateOptions();
+        statCountdown = 0;
         rolling = false;
         return;
     }
@@ -266,6 +294,7 @@ void RollingFileAppender::rollOver() {
         close();
         activateOptions();
     }
+    statCountdown = 0;
     rolling = false;
 }
 

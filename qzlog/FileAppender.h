@@ -89,7 +89,8 @@ public:
 /// Several processes may write one file: a roll takes an exclusive fcntl
 /// lock on the open file, and a process that finds the name now on another
 /// inode reopens instead of rolling again. Open it with setAppend(true) when
-/// processes share it.
+/// processes share it. The file's size is read by fstat every 16 writes, and
+/// at every write once within 64 KiB of the limit.
 class RollingFileAppender : public FileAppender {
 public:
     explicit RollingFileAppender(const char* name);
@@ -119,6 +120,16 @@ public:
     unsigned int maxBackupIndex;
     unsigned int maxFileSize;
     bool rolling;
+
+    /// Writes between size reads while far from the limit.
+    static constexpr unsigned int StatInterval = 16;
+    /// Within this many bytes of the limit, every write reads the size.
+    static constexpr long StatMargin = 64 * 1024;
+
+private:
+    long sizeForWrite(unsigned long size);
+    long estimatedSize;
+    unsigned int statCountdown;
 };
 
 /// A file whose name is the base name plus a date pattern, rendered in local

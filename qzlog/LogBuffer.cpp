@@ -397,13 +397,21 @@ void LogBufferImpl::cycleBuffer(bool renew) {
 
     writeBytes(m_LogStartData, sizeof m_LogStartData);
     remaining -= sizeof m_LogStartData;
-    std::string threadData;
-    if (LogThreadContext* owner = ownerContext())
-        owner->getThreadData(threadData);
-    writeBytes(threadData.data(), threadData.size());
+    // The thread record, written in place (getThreadData's bytes, without
+    // building a string): 'b', the number, the thread id, the name.
+    size_t recordSize = 0;
+    if (LogThreadContext* owner = ownerContext()) {
+        const char* name = owner->getName();
+        const size_t n = std::strlen(name) + 1;
+        write8('b');
+        write32(owner->threadContextNumber);
+        writeBytes(&owner->threadId, 8);
+        writeBytes(name, n);
+        recordSize = 13 + n;
+    }
     // Kept as it is: one byte more than is written, which is the room the
     // closing '>' needs.
-    remaining -= static_cast<uint32_t>(threadData.size() + 1);
+    remaining -= static_cast<uint32_t>(recordSize + 1);
 
     if (eventOpen && currentEvent) {
         const uint32_t pending = openDetails;

@@ -11,7 +11,7 @@ namespace qzlib {
 namespace qzlog {
 
 WriterAppender::WriterAppender(const char* name)
-    : Appender(name), file(nullptr), immediateFlush(false) {}
+    : Appender(name), file(nullptr), immediateFlush(false), privateStream(false) {}
 
 WriterAppender::~WriterAppender() {}
 
@@ -51,9 +51,17 @@ void WriterAppender::write(const void* bytes, unsigned long size) {
         activateOptions();
     if (!file)
         return; // nowhere to go: dropped in silence
-    fwrite(bytes, 1, size, file);
-    if (immediateFlush)
-        fflush(file);
+    if (privateStream) {
+        // Only this appender touches its own file, always under `lock`: the
+        // stream's own lock would be a second one for nothing.
+        fwrite_unlocked(bytes, 1, size, file);
+        if (immediateFlush)
+            fflush_unlocked(file);
+    } else {
+        fwrite(bytes, 1, size, file);
+        if (immediateFlush)
+            fflush(file);
+    }
 }
 
 void WriterAppender::writeHeader() {

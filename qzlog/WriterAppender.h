@@ -52,6 +52,9 @@ public:
     FILE* file;
     std::string buffer;
     bool immediateFlush;
+    /// Set by subclasses that open the stream themselves and share it with
+    /// nobody (files); writes then skip the stream's own lock.
+    bool privateStream;
 };
 
 /// A WriterAppender on an existing stream (stdout, stderr) that it does not
