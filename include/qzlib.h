@@ -27,6 +27,9 @@
 #include "qzstd/memutl.h"
 #include "qzstd/fileutl.h"
 
+// Unicode and character sets
+#include "qzunicode/CharSetTable.h"
+
 // Logging
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"
