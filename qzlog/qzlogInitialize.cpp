@@ -17,7 +17,6 @@
 #include "qzstd/ThreadLocalStorage.h"
 
 #include <atomic>
-#include <cstdlib>
 
 namespace qzs {
 namespace qzlib {
@@ -35,10 +34,6 @@ void decideThreading() {
     // Nothing in the library asks for single-threaded mode; the branches
     // that test it stay for hosts built that way.
     g_singleThreaded.store(false, std::memory_order_release);
-}
-
-void terminateAtExit() {
-    _qzlogTerminate();
 }
 
 void bringUpApplicationContext() {
@@ -70,7 +65,12 @@ void _qzlogInitialize() {
     Logger::Initialize();
     LoggerRepository::Initialize();
     bringUpApplicationContext();
-    std::atexit(&terminateAtExit);
+    // Decision: nothing is torn down at exit. Threads that outlive main (the
+    // clock thread, a host's own workers) may still be reading the interned
+    // names while exit runs; freeing them there turned an orderly exit into a
+    // use-after-free. They stay reachable from the repository, so leak
+    // checkers do not count them. _qzlogTerminate() frees them when a host
+    // calls it itself, with its threads stopped.
 }
 
 void _qzlogStart() {
