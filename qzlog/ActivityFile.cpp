@@ -522,12 +522,16 @@ struct ActivityFile::Session {
             event.attributes.attributes.sequence = thread->sequence;
             while (event.count < location.argCount && event.count < LoggingEvent::MaxDetails && pos < end) {
                 if (!readDetail(event)) {
-                    if (!cut)
+                    if (!cut) {
+                        static_cast<LogBufferImpl*>(context->buffer)->closeEvent();
                         return false;
+                    }
                     break;
                 }
             }
             event.setBufferLocation(context->buffer);
+            if (event.count < location.argCount)
+                static_cast<LogBufferImpl*>(context->buffer)->closeEvent();
             ++file.replayed;
             if (event.attributes.attributes.level >= logger->getEffectiveLevel())
                 logger->doAppend(&event);

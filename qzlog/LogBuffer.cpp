@@ -242,8 +242,13 @@ bool LogBufferImpl::getBlock(unsigned int& count, const void*& data, unsigned in
 //===-- The event path -----------------------------------------------------===//
 
 void LogBufferImpl::addEvent(LoggingEvent* event) {
-    if (openDetails != 0)
+    if (openDetails != 0) {
         reportFault("LogBufferImpl::addEvent", 1112, "the previous event did not receive all its details");
+        // That event is gone from the caller's stack: forget it, so that a
+        // cycle below cannot try to move it.
+        openDetails = 0;
+        currentEvent = nullptr;
+    }
 
     const LocationIndependentAttributes& now = event->attributes.attributes;
     const LocationIndependentAttributes& before = eventAttributes.attributes;

@@ -74,6 +74,12 @@ public:
     bool storeEvent(const EventAttributes& attributes);
     bool storeLogger(unsigned short loggerId);
     bool storeLevel(unsigned char level);
+    /// Closes the open event although details are missing (a replayed event
+    /// cut off by the end of its file); what was written stays.
+    void closeEvent() {
+        openDetails = 0;
+        currentEvent = nullptr;
+    }
     /// Records the token bytes in the control data; null with no buffer.
     ControlData* setBufferControlData();
     /// Closes and delivers the current buffer; with `renew`, starts a new one
