@@ -9,6 +9,7 @@
 #include "qzstd/fileutl.h"
 
 #include "CaptureAppender.h"
+#include "FaultCollector.h"
 #include "qzlog/Level.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
@@ -40,14 +41,6 @@ using qzs::qzlib::qzlog::Level;
 using qzs::qzlib::qzlog::Logger;
 using qzs::qzlib::qzlog::PatternLayout;
 
-std::mutex g_faultMutex;
-std::vector<Fault> g_faults;
-
-void collectFault(const Fault& fault) {
-    std::lock_guard<std::mutex> guard(g_faultMutex);
-    g_faults.push_back(fault);
-}
-
 // A fresh directory, the faults reported and a capture of one logger, for
 // the life of each test.
 class FileUtilTest : public ::testing::Test {
@@ -56,28 +49,21 @@ protected:
         std::string pattern = (fs::temp_directory_path() / "qzfileutlXXXXXX").string();
         ASSERT_NE(nullptr, ::mkdtemp(&pattern[0]));
         dir = pattern;
-        {
-            std::lock_guard<std::mutex> guard(g_faultMutex);
-            g_faults.clear();
-        }
-        previousSink = qzs::qzlib::detail::setFaultSink(&collectFault);
+        collector.reset(new qztest::FaultCollector());
         qztest::resetLogging();
     }
     void TearDown() override {
         for (auto& [logger, appender] : captured)
             logger->removeAppender(*appender);
         qztest::resetLogging();
-        qzs::qzlib::detail::setFaultSink(previousSink);
+        collector.reset();
         std::error_code ignored;
         fs::remove_all(dir, ignored);
     }
 
     std::string path(const std::string& name) const { return dir + "/" + name; }
 
-    std::vector<Fault> faults() const {
-        std::lock_guard<std::mutex> guard(g_faultMutex);
-        return g_faults;
-    }
+    std::vector<Fault> faults() const { return collector->faults(); }
 
     // Every record of logger `name` from now on, at any level.
     qztest::CaptureAppender& capture(const char* name) {
@@ -90,7 +76,7 @@ protected:
     }
 
     std::string dir;
-    qzs::qzlib::detail::FaultSink previousSink = nullptr;
+    std::unique_ptr<qztest::FaultCollector> collector;
     std::vector<std::unique_ptr<qztest::CaptureAppender>> appenders;
     std::vector<std::pair<Logger*, qztest::CaptureAppender*>> captured;
 };

@@ -9,6 +9,7 @@
 #include "qzstd/memutl.h"
 
 #include "CaptureAppender.h"
+#include "FaultCollector.h"
 #include "qzlog/Level.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
@@ -41,31 +42,7 @@ using qzs::qzlib::qzlog::Level;
 using qzs::qzlib::qzlog::Logger;
 using qzs::qzlib::qzlog::PatternLayout;
 
-std::mutex g_faultMutex;
-std::vector<Fault> g_faults;
-
-void collectFault(const Fault& fault) {
-    std::lock_guard<std::mutex> guard(g_faultMutex);
-    g_faults.push_back(fault);
-}
-
-// Keeps the faults reported while it lives.
-class FaultCapture {
-public:
-    FaultCapture() {
-        std::lock_guard<std::mutex> guard(g_faultMutex);
-        g_faults.clear();
-        m_previous = qzs::qzlib::detail::setFaultSink(&collectFault);
-    }
-    ~FaultCapture() { qzs::qzlib::detail::setFaultSink(m_previous); }
-    std::vector<Fault> faults() const {
-        std::lock_guard<std::mutex> guard(g_faultMutex);
-        return g_faults;
-    }
-
-private:
-    qzs::qzlib::detail::FaultSink m_previous;
-};
+using FaultCapture = qztest::FaultCollector;
 
 std::string pointerText(const void* pointer) {
     char text[32];
