@@ -58,6 +58,9 @@ void LoggingTime::Initialize() {
     m_startTime = (first >> 32) * 1000000ull + (first & 0xFFFFFFFFull);
     if (!qzlogIsSingleThreaded())
         m_timerIdleEvent = new Event(Event::AutoReset);
+    // A child made by fork has no clock thread: its readers take the time
+    // themselves, or every event of the child would carry the fork's time.
+    pthread_atfork(nullptr, nullptr, [] { m_getTimeStamp = &LoggingTime::setTimeStamp; });
 }
 
 void LoggingTime::Start() {

@@ -11,6 +11,7 @@
 #include "qzlog/LogBuffer.h"
 #include "qzlog/LogMacros.h"
 #include "qzlog/LogThreadContext.h"
+#include "qzlog/LoggingTime.h"
 
 #include <gtest/gtest.h>
 
@@ -19,6 +20,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -142,6 +145,29 @@ TEST_F(LoggingThreadsTest, ThreadsGetTheirOwnContexts) {
         for (int u = 0; u < t; ++u)
             EXPECT_NE(numbers[t], numbers[u]);
     }
+}
+
+} // namespace
+
+namespace {
+
+// A forked child has no clock thread; its events must still carry the time
+// they were logged at, not the time of the fork.
+TEST(LoggingTimeFork, ChildKeepsAFreshClock) {
+    timeval32_t before;
+    qzs::qzlib::qzlog::LoggingTime::getCurrentTime(&before);
+    pid_t pid = ::fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        ::usleep(1200 * 1000);
+        timeval32_t later;
+        qzs::qzlib::qzlog::LoggingTime::getCurrentTime(&later);
+        ::_exit(later.tv_sec > before.tv_sec ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(pid, ::waitpid(pid, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(0, WEXITSTATUS(status)) << "the child's clock stood still";
 }
 
 } // namespace
