@@ -222,11 +222,15 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
         }
         case 'C': {
             const char* file = location && location->file ? location->file : "";
-            size_t n = std::strlen(file);
-            std::string rcs(n + 1, '\0'), node(n + 1, '\0');
-            makeRCSName(file, &rcs[0]);
-            makeNode(rcs.c_str(), "/", token.optionValue, &node[0]);
-            token.addToResult(node.c_str(), std::strlen(node.c_str()), sink);
+            const size_t n = std::strlen(file);
+            // Paths fit the stack buffers; only a longer one costs a string.
+            char rcsLocal[512], nodeLocal[512];
+            std::string rcsHeap, nodeHeap;
+            char* rcs = n < sizeof rcsLocal ? rcsLocal : (rcsHeap.resize(n + 1), &rcsHeap[0]);
+            char* node = n < sizeof nodeLocal ? nodeLocal : (nodeHeap.resize(n + 1), &nodeHeap[0]);
+            makeRCSName(file, rcs);
+            makeNode(rcs, "/", token.optionValue, node);
+            token.addToResult(node, std::strlen(node), sink);
             continue;
         }
         case 'd': {
@@ -236,17 +240,32 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             continue;
         }
         case 'l': {
+            // function, a blank, the last two parts of the file, "(line)".
             const char* file = location && location->file ? location->file : "";
-            std::string text = location && location->function ? location->function : "";
-            text += ' ';
-            std::string node(std::strlen(file) + 1, '\0');
-            text += makeNode(file, "/", 2, &node[0]);
-            text += '(';
+            const char* function = location && location->function ? location->function : "";
+            const size_t n = std::strlen(file);
+            char nodeLocal[512];
+            std::string nodeHeap;
+            char* node = n < sizeof nodeLocal ? nodeLocal : (nodeHeap.resize(n + 1), &nodeHeap[0]);
+            makeNode(file, "/", 2, node);
             char line[8];
-            u16ToString(location ? location->line : 0, line);
-            text += line;
-            text += ')';
-            token.addToResult(text.c_str(), text.size(), sink);
+            const size_t lineLength = u16ToString(location ? location->line : 0, line);
+            const size_t functionLength = std::strlen(function), nodeLength = std::strlen(node);
+            const size_t total = functionLength + 1 + nodeLength + 1 + lineLength + 1;
+            char textLocal[1024];
+            std::string textHeap;
+            char* text = total < sizeof textLocal ? textLocal : (textHeap.resize(total + 1), &textHeap[0]);
+            char* p = text;
+            std::memcpy(p, function, functionLength);
+            p += functionLength;
+            *p++ = ' ';
+            std::memcpy(p, node, nodeLength);
+            p += nodeLength;
+            *p++ = '(';
+            std::memcpy(p, line, lineLength);
+            p += lineLength;
+            *p++ = ')';
+            token.addToResult(text, static_cast<size_t>(p - text), sink);
             continue;
         }
         case 'L': {
