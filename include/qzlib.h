@@ -29,6 +29,12 @@
 
 // Unicode and character sets
 #include "qzunicode/CharSetTable.h"
+#include "qzunicode/COptimizedConverter.h"
+#include "qzunicode/CSConverter.h"
+#include "qzunicode/CSConverterICU.h"
+#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/CSConverterSBCS.h"
+#include "qzunicode/ULib.h"
 
 // Logging
 #include "qzlog/ActivityFile.h"

@@ -9,8 +9,7 @@
 #include "qzunicode/CharSetTable.h"
 
 #include "qzstd/ThreadLocalStorage.h"
-
-#include <unicode/ucnv.h>
+#include "qzunicode/ULib.h"
 
 #include <atomic>
 #include <iterator>
@@ -535,15 +534,11 @@ std::atomic<std::int32_t>& processDefault() {
     return *value;
 }
 
-// The name of the converter ICU opens for ULIB_CS_DEFAULT. This asks ICU for
-// its default converter's name, which is what a converter opened with no name
-// reports as its own; "ISO-8859-1" stands in if ICU has none, as the thread's
-// last-resort converter does for a converter that will not open. This is the
-// one place the table depends on ICU's converter state: once the converters
-// exist, it becomes the name a converter opened for ULIB_CS_DEFAULT reports.
+// The name that a converter opened for ULIB_CS_DEFAULT reports: ICU's default
+// converter, or "ISO-8859-1" when ICU cannot open it and the thread's
+// last-resort converter stands in.
 const char* processDefaultConverterName() {
-    const char* name = ucnv_getDefaultName();
-    return (name != nullptr && *name != '\0') ? name : "ISO-8859-1";
+    return ULIB_getDefaultCharSetName();
 }
 
 // The row for the flags, sizes and CCSID: ULIB_CS_DEFAULT answers for the set
