@@ -31,6 +31,7 @@
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/COptimizedConverter.h"
 #include "qzunicode/CSConverter.h"
+#include "qzunicode/CSConverterEscape.h"
 #include "qzunicode/CSConverterICU.h"
 #include "qzunicode/CSConverterImpl.h"
 #include "qzunicode/CSConverterSBCS.h"

@@ -8,6 +8,7 @@
 #include "qzunicode/CSConverter.h"
 
 #include "qzstd/ThreadLocalStorage.h"
+#include "qzunicode/CSConverterEscape.h"
 #include "qzunicode/CSConverterICU.h"
 #include "qzunicode/CSConverterSBCS.h"
 
@@ -53,10 +54,11 @@ struct DefConverterHolder {
 CSConverter::CSConverter(ULibCharSet cs) : CSConverter(cs, converterErrorBehavior(), fallback()) {}
 
 CSConverter::CSConverter(ULibCharSet cs, ULibCnvErrBehavior behaviour, bool fallback) {
-    // Sets flagged for escapes open as the plain set until the escape reader
-    // exists: the bytes still convert, the escapes stay as text.
-    const ULibCharSet plain = ULibCharSet(cs & ~ULIB_CS_ESCAPE_FLAG);
-    CSConverterICU* icu = new CSConverterICU(plain, behaviour, fallback);
+    if (cs & ULIB_CS_ESCAPE_FLAG) {
+        m_poImpl = new CSConverterEscape(cs, behaviour, fallback);
+        return;
+    }
+    CSConverterICU* icu = new CSConverterICU(cs, behaviour, fallback);
     if (icu->isOpen()) {
         m_poImpl = icu;
     } else {

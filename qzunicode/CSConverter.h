@@ -20,6 +20,8 @@ namespace qzunicode {
 class CSConverterSBCS;
 
 /// A converter for one set, made for one conversion or a short run of them.
+/// A number with ULIB_CS_ESCAPE_FLAG gets the escape reader over the plain
+/// set's converter.
 ///
 /// Ownership: owns its implementation, except the thread's last-resort
 /// converter (oDefConverter), which lives as long as the thread.

@@ -315,6 +315,32 @@ TEST(ConverterTest, TableConverterHandlesUnmappedCharacters) {
     EXPECT_EQ('\x80', out[0]);
 }
 
+// Scenario: escapes in a flagged set's text become characters, in the
+// plain set's bytes; short or malformed forms stay as text.
+TEST(ConverterTest, EscapeFlagReadsEscapeSequences) {
+    const ULibCharSet latin1Esc = ULibCharSet(1032 | ULIB_CS_ESCAPE_FLAG);
+    auto read = [](ULibCharSet set, const std::string& text, ULibError* err = nullptr) {
+        unsigned short units[32];
+        const int n = ULIB_toUTF16(set, units, 32, text.data(), int(text.size()), err);
+        return U16(reinterpret_cast<char16_t*>(units), n);
+    };
+    EXPECT_EQ(u"abAcd", read(latin1Esc, "ab\\x41cd"));
+    EXPECT_EQ(u"\u00e9", read(latin1Esc, "\\u00e9"));
+    EXPECT_EQ(u"x\u20ac!", read(latin1Esc, "x\\u20AC!"));
+    EXPECT_EQ(u"\\x4", read(latin1Esc, "\\x4"));
+    EXPECT_EQ(u"abc\\u12", read(latin1Esc, "abc\\u12"));
+    EXPECT_EQ(u"a\\\\b", read(latin1Esc, "a\\\\b"));
+    // The octal form reads the unit after its three and leaves it in place.
+    EXPECT_EQ(u"\t1", read(latin1Esc, "\\1011"));
+    // EBCDIC: \xC1 is the set's byte for 'A'.
+    EXPECT_EQ(u"zA", read(ULibCharSet(1047 | ULIB_CS_ESCAPE_FLAG), "\xA9\xE0\xA7\xC3\xF1"));
+    // Writing to a flagged set never produces escapes.
+    char out[8];
+    EXPECT_EQ(2, ULIB_fromUTF16(latin1Esc, out, 8, us(u"\u00e9!"), 2, nullptr));
+    EXPECT_EQ("\xE9!", bytes(out, 2));
+    EXPECT_TRUE(ULIB_isSupported(latin1Esc));
+}
+
 // Scenario: one thread's settings never reach another, and a bad substitution
 // string changes nothing.
 TEST(ConverterTest, SettingsArePerThread) {
