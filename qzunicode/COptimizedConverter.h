@@ -23,6 +23,9 @@ public:
     /// The whole-buffer conversion. Result: bytes written.
     virtual int convert(char* dst, int dstBytes, int maxChars, const char* src, int srcBytes,
                         bool substitute, ULibError* err, ULibBadCharDetail* detail) const = 0;
+    /// Maps sourceChar (the source character's bytes, most significant first)
+    /// to targetChar in this thread's converter. Result: 0 or a ULibError.
+    virtual int charMapOverride(unsigned long sourceChar, unsigned long targetChar) const = 0;
 
     /// The thread's converter for the pair, or null when none serves it.
     static const COptimizedConverter* getConverter(ULibCharSet source, ULibCharSet target);

@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 using namespace qzs::qzlib::qzunicode;
@@ -208,6 +209,40 @@ int ULIB_CStoCS(ULibCharSet target, void* dst, int dstBytes, unsigned int maxCha
                                 static_cast<const char*>(src), srcBytes, err);
     return twoStep(target, static_cast<char*>(dst), dstBytes, source, static_cast<const char*>(src),
                    srcBytes, substitute, err);
+}
+
+int ULIB_charMapOverride(ULibCharSet source, unsigned long sourceChar, ULibCharSet target,
+                         unsigned long targetChar) {
+    auto fold = [](ULibCharSet cs) {
+        if (cs >= kUTF16 && cs <= kUTF16LE)
+            return kUTF16;
+        if (cs >= kUTF32 && cs <= kUTF32LE)
+            return kUTF32;
+        return cs;
+    };
+    auto sibling = [](ULibCharSet cs) {
+        return cs == kUTF16 ? kUTF16BE : cs == kUTF32 ? kUTF32BE : ULIB_CS_INVALID;
+    };
+    const ULibCharSet s = fold(source);
+    const ULibCharSet t = fold(target);
+    const COptimizedConverter* first = COptimizedConverter::getConverter(s, t);
+    if (first == nullptr)
+        return ULIB_ERR_NO_CONVERTER;
+    if (int rc = first->charMapOverride(sourceChar, targetChar))
+        return rc;
+    const ULibCharSet sSib = sibling(s);
+    const ULibCharSet tSib = sibling(t);
+    const std::pair<ULibCharSet, ULibCharSet> others[] = {{sSib, t}, {s, tSib}, {sSib, tSib}};
+    for (const auto& pair : others) {
+        if (pair.first == ULIB_CS_INVALID || pair.second == ULIB_CS_INVALID)
+            continue;
+        const COptimizedConverter* c = COptimizedConverter::getConverter(pair.first, pair.second);
+        if (c == nullptr)
+            continue;
+        if (int rc = c->charMapOverride(sourceChar, targetChar))
+            return rc;
+    }
+    return ULIB_OK;
 }
 
 int ULIB_toUTF16(ULibCharSet cs, unsigned short* dst, int dstUnits, const char* src, int srcBytes,

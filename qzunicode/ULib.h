@@ -43,6 +43,14 @@ int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int dstByt
                 qzs::qzlib::qzunicode::ULibError* err,
                 qzs::qzlib::qzunicode::ULibBadCharDetail* detail);
 
+/// Maps one source character to one target character in the calling thread's
+/// optimised converters for the pair, and for the pairs with the big-endian
+/// sibling of a UTF-16 or UTF-32 side (1 to 3 count as 1, 4 to 6 as 4).
+/// ULIB_ERR_NO_CONVERTER when no optimised converter serves the pair;
+/// otherwise the first converter's non-zero result, or 0.
+int ULIB_charMapOverride(qzs::qzlib::qzunicode::ULibCharSet source, unsigned long sourceChar,
+                         qzs::qzlib::qzunicode::ULibCharSet target, unsigned long targetChar);
+
 /// cs to native UTF-16: at most dstUnits units. Result: units written.
 int ULIB_toUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, unsigned short* dst, int dstUnits,
                  const char* src, int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
