@@ -13,6 +13,7 @@
 #include "qzstd/NumberString.h"
 #include "qzstd/SparseArray.h"
 #include "qzstd/memutl.h"
+#include "qzunicode/ULib.h"
 
 #include <cstdio>
 #include <vector>
@@ -204,40 +205,21 @@ T readAs(const unsigned char* data) {
     return value;
 }
 
-// UTF-16 to UTF-8, with lone surrogates as U+FFFD. This is the text of the
-// process default character set until the charset converters take over.
+// UTF-16 text of a detail, which may stand at any address, in the process
+// default character set.
 void utf16ToText(const unsigned char* data, std::string& out) {
-    for (size_t i = 0;; i += 2) {
-        uint32_t c = readAs<uint16_t>(data + i);
-        if (c == 0)
-            break;
-        if (c >= 0xD800 && c <= 0xDBFF) {
-            uint32_t low = readAs<uint16_t>(data + i + 2);
-            if (low >= 0xDC00 && low <= 0xDFFF) {
-                c = 0x10000 + ((c - 0xD800) << 10) + (low - 0xDC00);
-                i += 2;
-            } else {
-                c = 0xFFFD;
-            }
-        } else if (c >= 0xDC00 && c <= 0xDFFF) {
-            c = 0xFFFD;
-        }
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
+    size_t units = 0;
+    while (readAs<uint16_t>(data + 2 * units) != 0)
+        ++units;
+    out.clear();
+    if (units == 0)
+        return;
+    const int widest = ULIB_getMaxCharSize(qzunicode::ULIB_CS_DEFAULT);
+    out.resize(units * static_cast<size_t>(widest > 0 ? widest : 4) + 4);
+    qzunicode::ULibError err;
+    const int written = ULIB_fromUTF16(qzunicode::ULIB_CS_DEFAULT, &out[0], static_cast<int>(out.size()),
+                                       reinterpret_cast<const unsigned short*>(data), static_cast<int>(units), &err);
+    out.resize(written > 0 ? static_cast<size_t>(written) : 0);
 }
 
 bool isIntegerType(LogDataType type) {
