@@ -109,10 +109,6 @@ void LogBufferImpl::resetEventAttributes() {
     std::memset(&eventAttributes, 0, sizeof eventAttributes);
 }
 
-LogThreadContext* LogBufferImpl::ownerContext() const {
-    return context;
-}
-
 bool LogBufferImpl::addDetail(const void* data, unsigned long length) {
     if (remaining <= length)
         return false;
@@ -402,18 +398,9 @@ void LogBufferImpl::cycleBuffer(bool renew) {
 
     writeBytes(m_LogStartData, sizeof m_LogStartData);
     remaining -= sizeof m_LogStartData;
-    // The thread record, written in place (getThreadData's bytes, without
-    // building a string): 'b', the number, the thread id, the name.
-    size_t recordSize = 0;
-    if (LogThreadContext* owner = ownerContext()) {
-        const char* name = owner->getName();
-        const size_t n = std::strlen(name) + 1;
-        write8('b');
-        write32(owner->threadContextNumber);
-        writeBytes(&owner->threadId, 8);
-        writeBytes(name, n);
-        recordSize = 13 + n;
-    }
+    // The thread record, written in place.
+    const size_t recordSize = context ? context->writeThreadData(cursor) : 0;
+    cursor += recordSize;
     // Kept as it is: one byte more than is written, which is the room the
     // closing '>' needs.
     remaining -= static_cast<uint32_t>(recordSize + 1);

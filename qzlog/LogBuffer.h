@@ -148,7 +148,6 @@ private:
     void write32(uint32_t v);
     void writeBytes(const void* data, size_t n);
     void resetEventAttributes();
-    LogThreadContext* ownerContext() const;
 };
 
 } // namespace qzlog

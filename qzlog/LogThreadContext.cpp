@@ -53,12 +53,23 @@ void LogThreadContext::setName(const char* newName) {
         name = ::strdup(newName);
 }
 
-void LogThreadContext::getThreadData(std::string& out) const {
-    out.assign(1, 'b');
-    out.append(reinterpret_cast<const char*>(&threadContextNumber), 4);
-    out.append(reinterpret_cast<const char*>(&threadId), 8);
+size_t LogThreadContext::threadDataSize() const {
+    return 13 + std::strlen(getName()) + 1;
+}
+
+size_t LogThreadContext::writeThreadData(unsigned char* out) const {
     const char* n = getName();
-    out.append(n, std::strlen(n) + 1);
+    const size_t nameSize = std::strlen(n) + 1;
+    out[0] = 'b';
+    std::memcpy(out + 1, &threadContextNumber, 4);
+    std::memcpy(out + 5, &threadId, 8);
+    std::memcpy(out + 13, n, nameSize);
+    return 13 + nameSize;
+}
+
+void LogThreadContext::getThreadData(std::string& out) const {
+    out.assign(threadDataSize(), '\0');
+    writeThreadData(reinterpret_cast<unsigned char*>(&out[0]));
 }
 
 } // namespace qzlog

@@ -35,6 +35,10 @@ public:
     /// Replaces `out` by the binary thread record: "b", the 4-byte number,
     /// the 8-byte thread id, the name with its NUL.
     void getThreadData(std::string& out) const;
+    /// The same record written at `out`, which must hold threadDataSize()
+    /// bytes; returns the bytes written. Allocates nothing.
+    size_t writeThreadData(unsigned char* out) const;
+    size_t threadDataSize() const;
 
     /// A context that replays another process's thread: its number has one
     /// of the top four bits set, and its name is never the calling thread's.

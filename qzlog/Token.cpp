@@ -159,11 +159,6 @@ size_t detail::TextSink::column() const {
 
 namespace qzlog {
 
-void Token::indentLines(std::string& text, const std::string& out) {
-    size_t lastNewline = out.rfind('\n');
-    indentLines(text, lastNewline == std::string::npos ? out.size() : out.size() - lastNewline - 1);
-}
-
 void Token::indentLines(std::string& text, size_t indent) {
     if (indent == 0)
         return;

@@ -101,13 +101,12 @@ public:
             justify(text, length, out);
     }
 
-    /// Inserts, after each newline of `text`, as many blanks as the column at
-    /// which `text` will start in `out`, so a multi-line value lines up under
-    /// its first line. Decision: the column counts from the last newline of
-    /// `out`, not from its start, so that a message that already holds a
-    /// newline does not push its later lines far to the right.
-    static void indentLines(std::string& text, const std::string& out);
-    /// As above, for a text that starts at `column`.
+    /// Inserts, after each newline of `text`, as many blanks as `column`, the
+    /// column at which `text` will start, so a multi-line value lines up
+    /// under its first line. Decision: callers count the column from the last
+    /// newline of the output (TextSink::column), not from its start, so that
+    /// a message that already holds a newline does not push its later lines
+    /// far to the right.
     static void indentLines(std::string& text, size_t column);
 
     /// The padding and cutting of addToResult.
