@@ -176,6 +176,25 @@ int CSConverterICU::getNumBytes(const char* s) const {
     }
 }
 
+namespace {
+
+// After an overflow: converts ever shorter source prefixes, from `len` down,
+// until one fits whole, and answers what it wrote (0 when none fits).
+// `convert(len, status)` converts the first `len` source units.
+template <typename Convert>
+int longestPrefixThatFits(int len, Convert convert) {
+    int n = 0;
+    UErrorCode status;
+    do {
+        status = U_ZERO_ERROR;
+        n = convert(len, &status);
+        --len;
+    } while ((status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND) && len >= 1);
+    return status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND ? 0 : n;
+}
+
+} // namespace
+
 int CSConverterICU::toUTF16(unsigned short* dst, int dstUnits, const char* src, int srcBytes,
                             ULibError* err) {
     if (dst == nullptr || dstUnits <= 0 || src == nullptr || srcBytes < -1) {
@@ -197,15 +216,10 @@ int CSConverterICU::toUTF16(unsigned short* dst, int dstUnits, const char* src, 
         // shift, so the search starts near the room rather than at the end of
         // a long source.
         const int maxChar = ucnv_getMaxCharSize(m_poConverter);
-        int len = std::min(srcBytes - 1, (dstUnits + 2) * std::max(maxChar, 4));
-        do {
-            status = U_ZERO_ERROR;
-            n = ucnv_toUChars(m_poConverter, out, dstUnits, src, len, &status);
-            --len;
-        } while ((status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND) &&
-                 len >= 1);
-        if (status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND)
-            n = 0;
+        n = longestPrefixThatFits(std::min(srcBytes - 1, (dstUnits + 2) * std::max(maxChar, 4)),
+                                  [&](int len, UErrorCode* st) {
+                                      return ucnv_toUChars(m_poConverter, out, dstUnits, src, len, st);
+                                  });
         status = U_BUFFER_OVERFLOW_ERROR;
     }
     setError(err, translateICUError(status, false));
@@ -229,15 +243,9 @@ int CSConverterICU::fromUTF16(char* dst, int dstBytes, const unsigned short* src
     int n = ucnv_fromUChars(m_poConverter, dst, dstBytes, in, srcUnits, &status);
     if (status == U_BUFFER_OVERFLOW_ERROR) {
         // As in toUTF16; a unit that is not skipped gives at least one byte.
-        int len = std::min(srcUnits - 1, 2 * dstBytes + 4);
-        do {
-            status = U_ZERO_ERROR;
-            n = ucnv_fromUChars(m_poConverter, dst, dstBytes, in, len, &status);
-            --len;
-        } while ((status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND) &&
-                 len >= 1);
-        if (status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND)
-            n = 0;
+        n = longestPrefixThatFits(std::min(srcUnits - 1, 2 * dstBytes + 4), [&](int len, UErrorCode* st) {
+            return ucnv_fromUChars(m_poConverter, dst, dstBytes, in, len, st);
+        });
         status = U_BUFFER_OVERFLOW_ERROR;
     }
     setError(err, translateICUError(status, false));
