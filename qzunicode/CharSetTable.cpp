@@ -47,6 +47,12 @@ const ULibCharSetInfo g_unicodeSets[] = {
 // Single-byte block, 1000 to 1124. Alias 1 is ICU's full name; where an
 // EBCDIC set has a newline-swapped form, alias 1 carries ICU's ",swaplfnl"
 // option and alias 2 the plain name, so the two stay told apart by toCharSet.
+// windows-1250 to 1254 and 1258 name IBM's older code page in alias 1 and the
+// Euro form ICU opens in alias 2, whose number is the CCSID. windows-1255 to
+// 1257 are filled from ICU 72's names: ICU opens them as their Euro forms,
+// so alias 1 is that name and the CCSID its number (9447 to 9449), and
+// CCSIDs 1255 to 1257 reach them through fromCCSID's fixed list. US-ASCII
+// and ISO-8859-1 are ICU's full names as they stand, so alias 1 repeats them.
 // Kept on purpose: 1050 IBM01141 has the MIME name IBM01142; alias 1 of 1124
 // ibm-5233 lacks its first letter; ibm-803 has CCSID 807; ibm-1018 is flagged
 // EBCDIC with the rest of 1047 to 1100.
