@@ -111,20 +111,21 @@ int copyUTF32(ULibCharSet target, unsigned char* dst, int dstBytes, unsigned int
     return n;
 }
 
-// Source to UTF-16 to target. Each source byte gives at most one unit, except
-// under substitution (up to 4 units of the thread's string) and escapes (\xHH):
-// the pivot is sized for that so that the first step never overflows and the
-// target's room alone decides what fits.
+// Source to UTF-16 to target. Each source byte gives at most two units (SCSU
+// and BOCU-1 write a supplementary character in one byte once a window or the
+// previous character is near it), and up to four under substitution (the
+// thread's string) and escapes (\xHH): the pivot is sized for that so that the
+// first step never overflows and the target's room alone decides what fits.
 int twoStep(ULibCharSet target, char* dst, int dstBytes, ULibCharSet source, const char* src,
             int srcBytes, bool substitute, ULibError* err) {
     const ULibCnvErrBehavior behaviour =
         substitute ? ULIB_CNV_SUBSTITUTE : CSConverter::converterErrorBehavior();
-    const int perByte = (behaviour == ULIB_CNV_SUBSTITUTE || behaviour == ULIB_CNV_ESCAPE) ? 4 : 1;
+    const int perByte = (behaviour == ULIB_CNV_SUBSTITUTE || behaviour == ULIB_CNV_ESCAPE) ? 4 : 2;
     const int pivotUnits = srcBytes * perByte + 4;
-    unsigned short stackPivot[512];
+    unsigned short stackPivot[1024];
     std::unique_ptr<unsigned short[]> heapPivot;
     unsigned short* pivot = stackPivot;
-    if (pivotUnits > 512) {
+    if (pivotUnits > 1024) {
         heapPivot.reset(new unsigned short[pivotUnits]);
         pivot = heapPivot.get();
     }
