@@ -36,6 +36,7 @@
 #include "qzunicode/CSConverterImpl.h"
 #include "qzunicode/CSConverterSBCS.h"
 #include "qzunicode/ULib.h"
+#include "qzunicode/UString.h"
 
 // Logging
 #include "qzlog/ActivityFile.h"
