@@ -64,6 +64,28 @@ void reverseGroups(unsigned char* p, int bytes, int width) {
         std::reverse(p + i, p + i + width);
 }
 
+// Makes the calling thread's behaviour ULIB_CNV_SUBSTITUTE while it lives,
+// when `on`.
+class SubstituteScope {
+public:
+    explicit SubstituteScope(bool on) : m_on(on) {
+        if (on) {
+            m_saved = CSConverter::converterErrorBehavior();
+            CSConverter::converterErrorBehavior() = ULIB_CNV_SUBSTITUTE;
+        }
+    }
+    ~SubstituteScope() {
+        if (m_on)
+            CSConverter::converterErrorBehavior() = m_saved;
+    }
+    SubstituteScope(const SubstituteScope&) = delete;
+    SubstituteScope& operator=(const SubstituteScope&) = delete;
+
+private:
+    bool m_on;
+    ULibCnvErrBehavior m_saved = ULIB_CNV_DEFAULT;
+};
+
 // The UTF-16 copy: whole characters up to the room and the character limit.
 int copyUTF16(ULibCharSet target, unsigned char* dst, int dstBytes, unsigned int maxChars,
               ULibCharSet source, const unsigned char* src, int srcBytes, ULibError* err) {
@@ -202,6 +224,10 @@ int ULIB_CStoCS(ULibCharSet target, void* dst, int dstBytes, unsigned int maxCha
 
     if (detail != nullptr)
         detail->nBytes = 0;
+    // The two UTF-16 paths convert with the thread's behaviour; substitute
+    // must hold on them as it does on the two-step path and in the optimised
+    // converters, so the thread's behaviour is substitute for the call.
+    const SubstituteScope scope(substitute);
     if (source == kUTF16)
         return ULIB_fromUTF16(target, static_cast<char*>(dst), dstBytes,
                               static_cast<const unsigned short*>(src), srcBytes / 2, err);

@@ -145,15 +145,18 @@ bool isWhiteSpace(unsigned short u) {
     return u_isUWhiteSpace(u);
 }
 
-// The char rule: one byte of cs as one UTF-16 unit, or nothing.
+// The char rule: one byte of cs as one UTF-16 unit, or nothing. The byte is
+// read by a converter that stops at a bad character, so that a lead byte of a
+// multi-byte set, or a byte the set does not map, matches nothing rather than
+// the substitution character.
 bool charToUnit(char c, ULibCharSet cs, unsigned short& unit) {
     if (c == 0)
         return false;
     unsigned short out = 0;
     ULibError err = ULIB_OK;
-    const int bytes =
-        ULIB_CStoCS(kUTF16, &out, 2, 0, plain(cs), &c, 1, false, true, &err, nullptr);
-    if (bytes != 2)
+    const int units = CSConverter(plain(cs), ULIB_CNV_STOP, CSConverter::fallback())
+                          .toUTF16(&out, 1, &c, 1, &err);
+    if (units != 1 || err != ULIB_OK)
         return false;
     unit = out;
     return true;
@@ -281,13 +284,13 @@ void UString::uStrImpl::dropSecondary() {
     m_eSecondaryCS = ULIB_CS_INVALID;
 }
 
-// Converts the secondary form into the primary buffer, which is reused when
-// it is real and holds the estimate. A substitution string may need more
+// Converts the secondary form into the primary buffer, of at least minUnits,
+// which is reused when it is real and holds the estimate. A substitution string may need more
 // than the estimate: the room doubles until the text fits. The length is
 // published after the terminator, so a reader on the lock-free path of
 // makePrimary sees a terminated form.
-void UString::uStrImpl::convertIntoPrimary() {
-    std::size_t cap = unitsFor(m_uSecondaryLen, m_eSecondaryCS);
+void UString::uStrImpl::convertIntoPrimary(std::size_t minUnits) {
+    std::size_t cap = std::max(unitsFor(m_uSecondaryLen, m_eSecondaryCS), minUnits);
     if (isReal(m_pPrimary) && m_uPrimaryCap >= cap)
         cap = m_uPrimaryCap;
     else
@@ -314,7 +317,7 @@ std::size_t UString::uStrImpl::makePrimary() {
     ScopedLock guard(m_oLock);
     if (m_uPrimaryLen != 0 || m_uSecondaryLen == 0)
         return m_uPrimaryLen;
-    convertIntoPrimary();
+    convertIntoPrimary(0);
     return m_uPrimaryLen;
 }
 
@@ -337,8 +340,7 @@ UString::uStrImpl* UString::uStrImpl::alterable(std::size_t minUnits) {
                 body->m_uSecondaryLen = m_uSecondaryLen;
                 body->m_eSecondaryCS = m_eSecondaryCS;
                 try {
-                    body->newPrimary(std::max(unitsFor(m_uSecondaryLen, m_eSecondaryCS), minUnits));
-                    body->convertIntoPrimary();
+                    body->convertIntoPrimary(minUnits);
                 } catch (...) {
                     body->m_pSecondary = nullBytes();
                     body->decRef();
@@ -365,10 +367,7 @@ UString::uStrImpl* UString::uStrImpl::alterable(std::size_t minUnits) {
             m_uPrimaryCap = minUnits;
         }
     } else if (m_uSecondaryLen != 0) {
-        const std::size_t cap = std::max(unitsFor(m_uSecondaryLen, m_eSecondaryCS), minUnits);
-        if (!(isReal(m_pPrimary) && m_uPrimaryCap >= cap))
-            newPrimary(cap);
-        convertIntoPrimary();
+        convertIntoPrimary(minUnits);
     } else if (!isReal(m_pPrimary) || m_uPrimaryCap < minUnits) {
         newPrimary(minUnits);
     }

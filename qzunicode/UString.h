@@ -149,7 +149,7 @@ public:
         void freePrimary();
         void dropSecondary();
         void newPrimary(std::size_t cap);
-        void convertIntoPrimary();
+        void convertIntoPrimary(std::size_t minUnits);
     };
 
     // Construction -------------------------------------------------------
