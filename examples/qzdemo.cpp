@@ -2,7 +2,8 @@
 //
 // What a newcomer runs first: a host that configures logging without a file,
 // builds a small logger tree with levels and additivity, adds a pattern
-// layout and a filter chain, logs from two threads, and prints the summary
+// layout and a filter chain, logs from two threads, keeps a text in the
+// character set it came in, and prints the summary
 // report the library keeps.
 //
 //===----------------------------------------------------------------------===//
@@ -31,6 +32,27 @@ void worker(const char* name, int records) {
     }
     QZ_WARN(g_capture, "%s finished after %d records", name, records);
     Logger::getRepository().threadComplete();
+}
+
+// A name that arrives as Shift_JIS bytes stays bytes until a unit is read;
+// asked for in another set it is converted once and kept.
+void showText() {
+    using namespace qzs::qzlib::qzunicode;
+    const ULibCharSet sjis = ULIB_toCharSet("windows-932");
+    const ULibCharSet utf8 = ULIB_toCharSet("UTF-8");
+    UString name("\x93\xfa\x96\x7b\x8c\xea", sjis);
+    std::printf("Shift_JIS bytes in; converted to UTF-16 yet: %s\n",
+                name.impl()->m_uPrimaryLen != 0 ? "yes" : "no");
+    std::printf("%zu units, %zu bytes in UTF-8: %s\n", name.length(), name.byteSize(utf8),
+                name.c_str(utf8));
+    QZ_INFO(g_capture, "a UTF-16 argument is converted only for text output: %s",
+            reinterpret_cast<const char16_t*>(name.c_wstr()));
+
+    UString order("order 17: status=open, owner=ann", utf8);
+    UString copy(order); // shares the body until one of them changes
+    copy.findAndReplaceAll("open", "closed", utf8);
+    copy.toUpperEx();
+    std::printf("%s\n%s\n", order.c_str(utf8), copy.c_str(utf8));
 }
 
 } // namespace
@@ -85,7 +107,10 @@ int main(int argc, char** argv) {
     QZ_INFO(g_capture, "too few arguments: %d %d", 1);
     QZ_INFO(g_capture, "an unknown conversion: %q", 1);
 
-    std::printf("\n== 7. The summary report\n");
+    std::printf("\n== 7. Text keeps its bytes until somebody reads it\n");
+    showText();
+
+    std::printf("\n== 8. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -93,6 +118,6 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 8. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 9. The binary activity of this run is in %s\n", activityFile);
     return 0;
 }
