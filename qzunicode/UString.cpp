@@ -179,10 +179,6 @@ struct StableUnits {
     std::vector<unsigned short> copy;
 };
 
-std::size_t loadLen(const std::uint64_t& len) {
-    return static_cast<std::size_t>(__atomic_load_n(&len, __ATOMIC_ACQUIRE));
-}
-
 } // namespace
 
 // --- the body --------------------------------------------------------------
@@ -311,7 +307,7 @@ void UString::uStrImpl::convertIntoPrimary(std::size_t minUnits) {
 }
 
 std::size_t UString::uStrImpl::makePrimary() {
-    std::size_t len = loadLen(m_uPrimaryLen);
+    const std::size_t len = primaryLen();
     if (len != 0)
         return len;
     ScopedLock guard(m_oLock);
@@ -621,7 +617,7 @@ std::size_t UString::byteSize(ULibCharSet cs) const {
     if (isUnitSet(cs))
         return length() * 2;
     if (cs == kUTF16BE || cs == kUTF16LE) {
-        if (m_poImpl->m_uPrimaryLen == 0 && m_poImpl->m_eSecondaryCS == cs)
+        if (m_poImpl->primaryLen() == 0 && m_poImpl->m_eSecondaryCS == cs)
             return m_poImpl->m_uSecondaryLen;
         return length() * 2;
     }
@@ -756,7 +752,7 @@ UString& UString::operator=(const unsigned short* s) {
 // secondary form counts at its estimate.
 std::size_t UString::appendCapacity(std::size_t extra) const {
     const uStrImpl* b = m_poImpl;
-    std::size_t units = b->m_uPrimaryLen;
+    std::size_t units = b->primaryLen();
     if (units == 0 && b->m_uSecondaryLen != 0)
         units = unitsFor(b->m_uSecondaryLen, b->m_eSecondaryCS);
     return units + extra;

@@ -124,7 +124,12 @@ public:
         /// itself: call it once, early.
         static void initPool(std::size_t items);
 
-        bool empty() const { return m_uPrimaryLen == 0 && m_uSecondaryLen == 0; }
+        /// The primary length as a reader on another thread may see it while
+        /// the lazy conversion publishes it.
+        std::size_t primaryLen() const {
+            return static_cast<std::size_t>(__atomic_load_n(&m_uPrimaryLen, __ATOMIC_ACQUIRE));
+        }
+        bool empty() const { return primaryLen() == 0 && m_uSecondaryLen == 0; }
 
         std::uint64_t m_uPrimaryLen;
         std::uint64_t m_uPrimaryCap;
