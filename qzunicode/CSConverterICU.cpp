@@ -178,19 +178,29 @@ int CSConverterICU::getNumBytes(const char* s) const {
 
 namespace {
 
+// Whether a conversion into `room` ran out of room. Once the target is full,
+// ucnv_toUChars and ucnv_fromUChars count on past it to report the length
+// needed; a bad character met while counting replaces the overflow status with
+// its own, and only the count, above the room, still tells that the target
+// ends in a cut character.
+bool ranOutOfRoom(UErrorCode status, int n, int room) {
+    return status == U_BUFFER_OVERFLOW_ERROR || n > room;
+}
+
 // After an overflow: converts ever shorter source prefixes, from `len` down,
 // until one fits whole, and answers what it wrote (0 when none fits).
 // `convert(len, status)` converts the first `len` source units.
-template <typename Convert>
-int longestPrefixThatFits(int len, Convert convert) {
+template <typename Convert> int longestPrefixThatFits(int len, int room, Convert convert) {
     int n = 0;
     UErrorCode status;
+    bool cut;
     do {
         status = U_ZERO_ERROR;
         n = convert(len, &status);
         --len;
-    } while ((status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND) && len >= 1);
-    return status == U_BUFFER_OVERFLOW_ERROR || status == U_TRUNCATED_CHAR_FOUND ? 0 : n;
+        cut = ranOutOfRoom(status, n, room) || status == U_TRUNCATED_CHAR_FOUND;
+    } while (cut && len >= 1);
+    return cut ? 0 : n;
 }
 
 } // namespace
@@ -210,15 +220,16 @@ int CSConverterICU::toUTF16(unsigned short* dst, int dstUnits, const char* src, 
     UChar* out = reinterpret_cast<UChar*>(dst);
     UErrorCode status = U_ZERO_ERROR;
     int n = ucnv_toUChars(m_poConverter, out, dstUnits, src, srcBytes, &status);
-    if (status == U_BUFFER_OVERFLOW_ERROR) {
+    if (ranOutOfRoom(status, n, dstUnits)) {
         // Retry on ever shorter sources for the longest prefix that fits
         // whole. A byte gives at least one unit unless it is skipped or a
         // shift, so the search starts near the room rather than at the end of
         // a long source.
         const int maxChar = ucnv_getMaxCharSize(m_poConverter);
         n = longestPrefixThatFits(std::min(srcBytes - 1, (dstUnits + 2) * std::max(maxChar, 4)),
-                                  [&](int len, UErrorCode* st) {
-                                      return ucnv_toUChars(m_poConverter, out, dstUnits, src, len, st);
+                                  dstUnits, [&](int len, UErrorCode* st) {
+                                      return ucnv_toUChars(m_poConverter, out, dstUnits, src, len,
+                                                           st);
                                   });
         status = U_BUFFER_OVERFLOW_ERROR;
     }
@@ -241,11 +252,12 @@ int CSConverterICU::fromUTF16(char* dst, int dstBytes, const unsigned short* src
     const UChar* in = reinterpret_cast<const UChar*>(src);
     UErrorCode status = U_ZERO_ERROR;
     int n = ucnv_fromUChars(m_poConverter, dst, dstBytes, in, srcUnits, &status);
-    if (status == U_BUFFER_OVERFLOW_ERROR) {
+    if (ranOutOfRoom(status, n, dstBytes)) {
         // As in toUTF16; a unit that is not skipped gives at least one byte.
-        n = longestPrefixThatFits(std::min(srcUnits - 1, 2 * dstBytes + 4), [&](int len, UErrorCode* st) {
-            return ucnv_fromUChars(m_poConverter, dst, dstBytes, in, len, st);
-        });
+        n = longestPrefixThatFits(
+            std::min(srcUnits - 1, 2 * dstBytes + 4), dstBytes, [&](int len, UErrorCode* st) {
+                return ucnv_fromUChars(m_poConverter, dst, dstBytes, in, len, st);
+            });
         status = U_BUFFER_OVERFLOW_ERROR;
     }
     setError(err, translateICUError(status, false));

@@ -300,7 +300,10 @@ int ULIB_fromUTF16(ULibCharSet cs, char* dst, int dstBytes, const unsigned short
         srcUnits = CSConverter::getNumUTF16Units(src);
     if (!misaligned(src, alignof(unsigned short)))
         return c.fromUTF16(dst, dstBytes, src, srcUnits, err);
-    std::vector<unsigned short> tmp(srcUnits);
+    // At least one unit: an empty vector has no data pointer, and the
+    // converters reject a null source where an empty one at an even address
+    // converts to nothing.
+    std::vector<unsigned short> tmp(std::max(srcUnits, 1));
     std::memcpy(tmp.data(), src, srcUnits * sizeof(unsigned short));
     return c.fromUTF16(dst, dstBytes, tmp.data(), srcUnits, err);
 }

@@ -133,6 +133,9 @@ TEST(ConverterTest, UTF16CopyNeverSplitsASurrogatePair) {
     char16_t native[4];
     EXPECT_EQ(8, ULIB_CStoCS(cs(1), native, 8, 0, cs(2), buf + 1, -1, false, false, &err, nullptr));
     EXPECT_EQ(pairAb, U16(native, 4));
+    // An empty source at an odd address converts to nothing, as at an even one.
+    EXPECT_EQ(0, ULIB_CStoCS(cs(0), buf, 8, 0, cs(1), buf + 1, 0, false, false, &err, nullptr));
+    EXPECT_EQ(ULIB_OK, err);
 
     // UTF-32: whole characters by the room and by maxChars, reversed between
     // orders.
@@ -169,6 +172,15 @@ TEST(ConverterTest, OverflowKeepsWholeCharacters) {
     EXPECT_EQ(4, ULIB_CStoCS(cs(0), out, 7, 0, cs(0), utf8.data(), 8, true, false, &err, nullptr));
     EXPECT_EQ(ULIB_ERR_BUFFER_OVERFLOW, err);
     EXPECT_EQ(utf8.substr(0, 4), bytes(out, 4));
+
+    // A bad character past the room: ICU counts on past a full target and
+    // reports the bad character instead of the overflow. The target must still
+    // end on a whole character (it used to hold half of the next one).
+    const U16 fullThenBad = u"\u65e5\u672c\xD800";
+    EXPECT_EQ(3, ULIB_fromUTF16(cs(0), out, 4, us(fullThenBad), 3, &err));
+    EXPECT_EQ(ULIB_ERR_BUFFER_OVERFLOW, err);
+    EXPECT_EQ(1, ULIB_toUTF16(cs(0), units, 2, "a\xF0\x9F\x98\x80\xFF", 6, &err));
+    EXPECT_EQ(ULIB_ERR_BUFFER_OVERFLOW, err);
 
     // A long source into a tiny target still finds the fitting prefix.
     const std::string longText(100000, 'x');
