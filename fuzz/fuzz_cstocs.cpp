@@ -1,0 +1,144 @@
+//===- fuzz/fuzz_cstocs.cpp - Conversion between any two sets -------------===//
+//
+// A libFuzzer target for ULIB_CStoCS: random bytes from a source set to a
+// target set, both picked among the table's rows, the process default, numbers
+// the table does not know, with or without the escape flag, at odd addresses,
+// with a character limit, the force and substitute flags and the thread's
+// error behaviour. Besides the sanitizers' watch, the target sits between
+// guard bytes and each call is held to the contract: nothing written outside
+// [dst, dst + dstBytes), the source untouched, a result from 0 to dstBytes in
+// whole units of a UTF-16 or UTF-32 target, and an error code the library
+// defines.
+//
+// Input, so that seeds can be written by hand:
+//
+//   byte 0, 3     target, source selector: bits 0-2 pick a table block (0-3),
+//                 the process default (4), the 16-bit number as it stands (5),
+//                 ULIB_CS_INVALID (6) or a UTF-16/32 row (7); bit 7 adds the
+//                 escape flag
+//   bytes 1-2, 4-5  little-endian row in the block, or the number
+//   bytes 6-7     dstBytes, little-endian, modulo 2048
+//   byte 8        maxChars: below 0x80 none, then 0 to 126, 0xFF too large
+//   byte 9        bit 0 force, bit 1 substitute, bit 2 srcBytes -1 (the
+//                 source is then terminated), bits 3-4 target address offset,
+//                 bits 5-6 source address offset
+//   byte 10       the thread's behaviour, modulo 6 (5 is no behaviour at all)
+//   byte 11       substitution string length, modulo 6 (5 is rejected)
+//   the rest      the source bytes
+//
+//===----------------------------------------------------------------------===//
+#include "qzunicode/CharSetTable.h"
+#include "qzunicode/ULib.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+using namespace qzs::qzlib::qzunicode;
+
+namespace {
+
+constexpr std::size_t kHeader = 12;
+constexpr std::size_t kGuard = 32;
+constexpr unsigned char kPattern = 0xA5;
+
+void check(bool condition) {
+    if (!condition)
+        std::abort();
+}
+
+ULibCharSet pickSet(unsigned char selector, unsigned number) {
+    std::int32_t set;
+    switch (selector & 7) {
+    case 4:
+        set = ULIB_CS_DEFAULT;
+        break;
+    case 5:
+        set = std::int32_t(number);
+        break;
+    case 6:
+        set = ULIB_CS_INVALID;
+        break;
+    case 7:
+        set = std::int32_t(1 + number % 6);
+        break;
+    default: {
+        const ULibCharSetBlock& block = CharSetTable::block(selector & 3);
+        set = block.nFirst + std::int32_t(number % unsigned(block.nRows));
+        break;
+    }
+    }
+    if (selector & 0x80)
+        set |= ULIB_CS_ESCAPE_FLAG;
+    return ULibCharSet(set);
+}
+
+bool knownError(ULibError err) {
+    switch (err) {
+    case ULIB_OK:
+    case ULIB_ERR_ILLEGAL_ARGUMENT:
+    case ULIB_ERR_BUFFER_OVERFLOW:
+    case ULIB_ERR_INVALID_CHAR:
+    case ULIB_ERR_UNKNOWN:
+    case ULIB_ERR_MAX_CHARS:
+        return true;
+    default:
+        return false;
+    }
+}
+
+// The width a result into `target` must be a multiple of. A flagged UTF-16 or
+// UTF-32 set is not one of the UTF-16 or UTF-32 sets to the copy paths: copied
+// to itself, its bytes go across as they are, odd length and all.
+int unitWidth(ULibCharSet target) {
+    if (target >= 1 && target <= 3)
+        return 2;
+    if (target >= 4 && target <= 6)
+        return 4;
+    return 1;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size < kHeader)
+        return 0;
+    const ULibCharSet target = pickSet(data[0], data[1] | data[2] << 8);
+    const ULibCharSet source = pickSet(data[3], data[4] | data[5] << 8);
+    const int dstBytes = (data[6] | data[7] << 8) % 2048;
+    const unsigned maxChars = data[8] < 0x80 ? 0 : data[8] == 0xFF ? 0x80000000u : data[8] - 0x80;
+    const bool force = data[9] & 1;
+    const bool substitute = data[9] & 2;
+    const bool terminated = data[9] & 4;
+    const std::size_t dstOffset = (data[9] >> 3) & 3;
+    const std::size_t srcOffset = (data[9] >> 5) & 3;
+    ULIB_setConverterErrorBehavior(ULibCnvErrBehavior(data[10] % 6));
+    static const unsigned short kSubst[] = {'?', 0xFFFD, 0x20AC, 'x', 0x1A};
+    ULIB_setSubstString(kSubst, data[11] % 6);
+
+    // The source at its offset, then zeros enough to end it in any set's
+    // width, all in one allocation so that a read past them is caught.
+    const std::size_t srcLen = size - kHeader;
+    std::vector<unsigned char> src(srcOffset + srcLen + 8, 0);
+    std::memcpy(src.data() + srcOffset, data + kHeader, srcLen);
+    const std::vector<unsigned char> srcCopy = src;
+
+    std::vector<unsigned char> buffer(kGuard + std::size_t(dstBytes) + kGuard, kPattern);
+    unsigned char* dst = buffer.data() + kGuard + dstOffset;
+
+    ULibError err = ULibError(-1);
+    const int n = ULIB_CStoCS(target, dst, dstBytes, maxChars, source, src.data() + srcOffset,
+                              terminated ? -1 : int(srcLen), force, substitute, &err, nullptr);
+
+    check(n >= 0 && n <= dstBytes);
+    check(n % unitWidth(target) == 0);
+    check(knownError(err));
+    for (const unsigned char* p = buffer.data(); p < dst; ++p)
+        check(*p == kPattern);
+    for (const unsigned char* p = dst + dstBytes; p < buffer.data() + buffer.size(); ++p)
+        check(*p == kPattern);
+    check(src == srcCopy);
+    return 0;
+}
