@@ -12,9 +12,11 @@
 #include "qzunicode/CSConverter.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -143,12 +145,19 @@ int twoStep(ULibCharSet target, char* dst, int dstBytes, ULibCharSet source, con
     const ULibCnvErrBehavior behaviour =
         substitute ? ULIB_CNV_SUBSTITUTE : CSConverter::converterErrorBehavior();
     const int perByte = (behaviour == ULIB_CNV_SUBSTITUTE || behaviour == ULIB_CNV_ESCAPE) ? 4 : 2;
-    const int pivotUnits = srcBytes * perByte + 4;
+    // Counts are ints: a source of more than 512 MiB gets a pivot of INT_MAX
+    // units, and the first step then reports what fit.
+    const int pivotUnits =
+        static_cast<int>(std::min<long long>(static_cast<long long>(srcBytes) * perByte + 4, INT_MAX));
     unsigned short stackPivot[1024];
     std::unique_ptr<unsigned short[]> heapPivot;
     unsigned short* pivot = stackPivot;
     if (pivotUnits > 1024) {
-        heapPivot.reset(new unsigned short[pivotUnits]);
+        heapPivot.reset(new (std::nothrow) unsigned short[pivotUnits]);
+        if (!heapPivot) {
+            setError(err, ULIB_ERR_UNKNOWN); // no memory for the pivot; nothing is thrown
+            return 0;
+        }
         pivot = heapPivot.get();
     }
     ULibError first = ULIB_OK;
