@@ -105,6 +105,13 @@ void checkedCopy(unsigned short* dst, std::size_t dstUnits, const unsigned short
         std::memmove(dst, src, n * 2);
 }
 
+// a + b, or the standard exception for an impossible length.
+std::size_t addLength(std::size_t a, std::size_t b) {
+    if (b > SIZE_MAX - a)
+        throw std::bad_array_new_length();
+    return a + b;
+}
+
 // Conversions take int sizes: a larger room is cut (we only ever write
 // less), and a longer source converts its first 2 GiB.
 int toInt(std::size_t n) {
@@ -304,6 +311,12 @@ void UString::uStrImpl::convertIntoPrimary(std::size_t minUnits) {
     const std::size_t units = static_cast<std::size_t>(bytes) / 2;
     m_pPrimary[units] = 0;
     __atomic_store_n(&m_uPrimaryLen, static_cast<std::uint64_t>(units), __ATOMIC_RELEASE);
+    // Bytes that hold no whole character (an odd UTF-16 count, a lone lead
+    // byte) make an empty string once read. The bytes stay where they are, as
+    // a sharer may hold them from c_str; only the length goes, so that the
+    // string is not converted again at every read.
+    if (units == 0)
+        __atomic_store_n(&m_uSecondaryLen, std::uint64_t{0}, __ATOMIC_RELEASE);
 }
 
 std::size_t UString::uStrImpl::makePrimary() {
@@ -353,7 +366,8 @@ UString::uStrImpl* UString::uStrImpl::alterable(std::size_t minUnits) {
         return body;
     }
 
-    ScopedLock guard(m_oLock);
+    // Unshared: the one object that reaches this body is calling, and an
+    // object is not safe against itself anyway, so no lock is taken.
     if (m_uPrimaryLen != 0) {
         if (m_uPrimaryCap < minUnits) {
             unsigned short* p = newUnits(minUnits);
@@ -377,7 +391,7 @@ UString::uStrImpl* UString::uStrImpl::resize(std::size_t n, bool wide) {
         decRef();
         return body;
     }
-    ScopedLock guard(m_oLock);
+    // Unshared: no lock, as in alterable.
     if (n != 0) {
         if (wide) {
             if (!(isReal(m_pPrimary) && m_uPrimaryCap >= n))
@@ -402,76 +416,92 @@ UString::uStrImpl* UString::uStrImpl::resize(std::size_t n, bool wide) {
 
 // --- construction ----------------------------------------------------------
 
+// A constructor that throws must give back the body it took: its destructor
+// will not run.
+template <typename Init> void UString::initialise(Init&& init) {
+    m_poImpl = uStrImpl::acquire();
+    try {
+        init();
+    } catch (...) {
+        m_poImpl->decRef();
+        throw;
+    }
+}
+
 UString::UString() : m_poImpl(uStrImpl::acquire()) {}
 
-UString::UString(char c, ULibCharSet cs) : m_poImpl(uStrImpl::acquire()) {
-    fillBytes(c, 1, cs);
+UString::UString(char c, ULibCharSet cs) : m_poImpl(nullptr) {
+    initialise([&] { fillBytes(c, 1, cs); });
 }
 
-UString::UString(char c, std::size_t n, ULibCharSet cs) : m_poImpl(uStrImpl::acquire()) {
-    fillBytes(c, n, cs);
+UString::UString(char c, std::size_t n, ULibCharSet cs) : m_poImpl(nullptr) {
+    initialise([&] { fillBytes(c, n, cs); });
 }
 
-UString::UString(unsigned short c) : m_poImpl(uStrImpl::acquire()) {
-    assign(c, 1);
+UString::UString(unsigned short c) : m_poImpl(nullptr) {
+    initialise([&] { assign(c, 1); });
 }
 
-UString::UString(unsigned short c, std::size_t n) : m_poImpl(uStrImpl::acquire()) {
-    assign(c, n);
+UString::UString(unsigned short c, std::size_t n) : m_poImpl(nullptr) {
+    initialise([&] { assign(c, n); });
 }
 
-UString::UString(const unsigned short* s) : m_poImpl(uStrImpl::acquire()) {
-    if (s != nullptr)
-        fromUnits(s, unitsUpToZero(s));
+UString::UString(const unsigned short* s) : m_poImpl(nullptr) {
+    initialise([&] {
+        if (s != nullptr)
+            fromUnits(s, unitsUpToZero(s));
+    });
 }
 
-UString::UString(const unsigned short* s, std::size_t n) : m_poImpl(uStrImpl::acquire()) {
-    if (s != nullptr)
-        fromUnits(s, n);
+UString::UString(const unsigned short* s, std::size_t n) : m_poImpl(nullptr) {
+    initialise([&] {
+        if (s != nullptr)
+            fromUnits(s, n);
+    });
 }
 
-UString::UString(const unsigned short* first, const unsigned short* last)
-    : m_poImpl(uStrImpl::acquire()) {
-    if (first != nullptr && first < last)
-        fromUnits(first, static_cast<std::size_t>(last - first));
+UString::UString(const unsigned short* first, const unsigned short* last) : m_poImpl(nullptr) {
+    initialise([&] {
+        if (first != nullptr && first < last)
+            fromUnits(first, static_cast<std::size_t>(last - first));
+    });
 }
 
 UString::UString(const UString& s) : m_poImpl(s.m_poImpl->incRef()) {}
 
 UString::UString(const UString& s, std::size_t pos, std::size_t n) : m_poImpl(nullptr) {
     const std::size_t len = s.length();
-    if (s.empty() || n == 0 || pos >= len) {
-        m_poImpl = uStrImpl::acquire();
-        return;
-    }
-    n = std::min(n, len - pos);
-    if (n == len) {
+    if (!s.empty() && n != 0 && pos < len && std::min(n, len - pos) == len) {
         m_poImpl = s.m_poImpl->incRef();
         return;
     }
-    m_poImpl = uStrImpl::acquire();
-    fromUnits(s.m_poImpl->m_pPrimary + pos, n);
+    initialise([&] {
+        if (!s.empty() && n != 0 && pos < len)
+            fromUnits(s.m_poImpl->m_pPrimary + pos, std::min(n, len - pos));
+    });
 }
 
-UString::UString(const icu::UnicodeString& s) : m_poImpl(uStrImpl::acquire()) {
-    assign(s);
+UString::UString(const icu::UnicodeString& s) : m_poImpl(nullptr) {
+    initialise([&] { assign(s); });
 }
 
-UString::UString(const char* s, ULibCharSet cs) : m_poImpl(uStrImpl::acquire()) {
-    if (s == nullptr)
-        return;
-    if (isUnitSet(cs))
-        fromUnits(reinterpret_cast<const unsigned short*>(s), unitsUpToZero(s));
-    else
-        fromNativEncodedString(s, measure(s, cs), cs);
+UString::UString(const char* s, ULibCharSet cs) : m_poImpl(nullptr) {
+    initialise([&] {
+        if (s == nullptr)
+            return;
+        if (isUnitSet(cs))
+            fromUnits(reinterpret_cast<const unsigned short*>(s), unitsUpToZero(s));
+        else
+            fromNativEncodedString(s, measure(s, cs), cs);
+    });
 }
 
-UString::UString(const char* s, std::size_t bytes, ULibCharSet cs) : m_poImpl(uStrImpl::acquire()) {
-    fromNativEncodedString(s, bytes, cs);
+UString::UString(const char* s, std::size_t bytes, ULibCharSet cs) : m_poImpl(nullptr) {
+    initialise([&] { fromNativEncodedString(s, bytes, cs); });
 }
 
-UString::UString(const std::string& s, ULibCharSet cs) : m_poImpl(uStrImpl::acquire()) {
-    fromNativEncodedString(s.data(), s.size(), cs);
+UString::UString(const std::string& s, ULibCharSet cs) : m_poImpl(nullptr) {
+    initialise([&] { fromNativEncodedString(s.data(), s.size(), cs); });
 }
 
 UString::~UString() {
@@ -588,6 +618,8 @@ const char* UString::c_str(ULibCharSet cs) const {
         return m_poImpl->m_pSecondary;
 
     m_poImpl = m_poImpl->alterable(0);
+    if (m_poImpl->empty()) // the bytes held no whole character
+        return nullBytes();
     uStrImpl* body = m_poImpl;
     const std::size_t len = body->makePrimary();
     std::size_t room = static_cast<std::size_t>(CharSetTable::getMaxCharSize(cs)) * len;
@@ -618,11 +650,11 @@ std::size_t UString::byteSize(ULibCharSet cs) const {
         return length() * 2;
     if (cs == kUTF16BE || cs == kUTF16LE) {
         if (m_poImpl->primaryLen() == 0 && m_poImpl->m_eSecondaryCS == cs)
-            return m_poImpl->m_uSecondaryLen;
+            return m_poImpl->secondaryLen();
         return length() * 2;
     }
     c_str(cs);
-    return m_poImpl->m_uSecondaryLen;
+    return m_poImpl->secondaryLen();
 }
 
 std::size_t UString::numChars() const {
@@ -651,16 +683,17 @@ std::size_t UString::copy(char* dst, std::size_t dstBytes, std::size_t pos, ULib
         std::memcpy(dst, m_poImpl->m_pPrimary + pos, n * 2);
         return n * 2;
     }
-    if (pos == 0 && m_poImpl->m_eSecondaryCS == cs && m_poImpl->m_uSecondaryLen <= dstBytes) {
-        std::memcpy(dst, m_poImpl->m_pSecondary, m_poImpl->m_uSecondaryLen);
-        return m_poImpl->m_uSecondaryLen;
+    const std::size_t bytes = m_poImpl->secondaryLen();
+    if (pos == 0 && m_poImpl->m_eSecondaryCS == cs && bytes <= dstBytes) {
+        std::memcpy(dst, m_poImpl->m_pSecondary, bytes);
+        return bytes;
     }
     const std::size_t len = length();
     if (pos >= len)
         return 0;
-    const int bytes = ULIB_CStoCS(cs, dst, toInt(dstBytes), 0, kUTF16, m_poImpl->m_pPrimary + pos,
-                                  toInt((len - pos) * 2), false, true, nullptr, nullptr);
-    return static_cast<std::size_t>(std::max(bytes, 0));
+    const int written = ULIB_CStoCS(cs, dst, toInt(dstBytes), 0, kUTF16, m_poImpl->m_pPrimary + pos,
+                                    toInt((len - pos) * 2), false, true, nullptr, nullptr);
+    return static_cast<std::size_t>(std::max(written, 0));
 }
 
 UString::operator icu::UnicodeString() const {
@@ -755,14 +788,23 @@ std::size_t UString::appendCapacity(std::size_t extra) const {
     std::size_t units = b->primaryLen();
     if (units == 0 && b->m_uSecondaryLen != 0)
         units = unitsFor(b->m_uSecondaryLen, b->m_eSecondaryCS);
-    return units + extra;
+    return addLength(units, extra);
+}
+
+// A writable body with room for `extra` more units. The estimate of an
+// unconverted form may fall short when bad bytes were substituted by a long
+// string: then the room is taken again from the real length.
+UString::uStrImpl* UString::roomFor(std::size_t extra) {
+    m_poImpl = m_poImpl->alterable(appendCapacity(extra));
+    if (m_poImpl->m_uPrimaryCap - m_poImpl->m_uPrimaryLen < extra)
+        m_poImpl = m_poImpl->alterable(addLength(m_poImpl->m_uPrimaryLen, extra));
+    return m_poImpl;
 }
 
 UString& UString::append(unsigned short c, std::size_t n) {
     if (c == 0 || n == 0)
         return *this;
-    m_poImpl = m_poImpl->alterable(appendCapacity(n));
-    uStrImpl* b = m_poImpl;
+    uStrImpl* b = roomFor(n);
     std::fill_n(b->m_pPrimary + b->m_uPrimaryLen, n, c);
     b->m_uPrimaryLen += n;
     b->m_pPrimary[b->m_uPrimaryLen] = 0;
@@ -773,8 +815,7 @@ UString& UString::append(const unsigned short* s, std::size_t n) {
     if (s == nullptr || n == 0)
         return *this;
     StableUnits src(s, n, m_poImpl);
-    m_poImpl = m_poImpl->alterable(appendCapacity(n));
-    uStrImpl* b = m_poImpl;
+    uStrImpl* b = roomFor(n);
     checkedCopy(b->m_pPrimary + b->m_uPrimaryLen, b->m_uPrimaryCap - b->m_uPrimaryLen, src.ptr,
                 n);
     b->m_uPrimaryLen += n;
@@ -891,7 +932,7 @@ UString& UString::replaceUnits(std::size_t pos, std::size_t n, const unsigned sh
     if (pos > len)
         return *this;
     n = std::min(n, len - pos);
-    const std::size_t newLen = len - n + m;
+    const std::size_t newLen = addLength(len - n, m);
     if (newLen == 0) {
         m_poImpl = m_poImpl->resize(0, true);
         return *this;
@@ -1277,7 +1318,13 @@ std::size_t UString::replaceAll(const unsigned short* find, std::size_t n,
     std::size_t len = length();
     if (len < n)
         return 0;
-    const std::size_t cap = m > n ? len + (len / n + 1) * (m - n) : len;
+    std::size_t cap = len;
+    if (m > n) {
+        const std::size_t hits = len / n + 1;
+        if (m - n > (SIZE_MAX - len) / hits)
+            throw std::bad_array_new_length();
+        cap = len + hits * (m - n);
+    }
     m_poImpl = m_poImpl->alterable(cap);
     unsigned short* p = m_poImpl->m_pPrimary;
     const unsigned short first = noCase ? fold(f.ptr[0]) : f.ptr[0];

@@ -129,7 +129,12 @@ public:
         std::size_t primaryLen() const {
             return static_cast<std::size_t>(__atomic_load_n(&m_uPrimaryLen, __ATOMIC_ACQUIRE));
         }
-        bool empty() const { return primaryLen() == 0 && m_uSecondaryLen == 0; }
+        /// The secondary length, which the lazy conversion sets to 0 when the
+        /// bytes hold no whole character.
+        std::size_t secondaryLen() const {
+            return static_cast<std::size_t>(__atomic_load_n(&m_uSecondaryLen, __ATOMIC_ACQUIRE));
+        }
+        bool empty() const { return primaryLen() == 0 && secondaryLen() == 0; }
 
         std::uint64_t m_uPrimaryLen;
         std::uint64_t m_uPrimaryCap;
@@ -455,11 +460,13 @@ public:
     const uStrImpl* impl() const { return m_poImpl; }
 
 private:
+    template <typename Init> void initialise(Init&& init);
     void fromNativEncodedString(const char* s, std::size_t bytes, ULibCharSet cs);
     void fromUnits(const unsigned short* s, std::size_t n);
     void fillBytes(char c, std::size_t n, ULibCharSet cs);
     void convertEscaped(const char* s, std::size_t bytes, ULibCharSet cs);
     std::size_t appendCapacity(std::size_t extra) const;
+    uStrImpl* roomFor(std::size_t extra);
     std::size_t searchUnits(const unsigned short* s, std::size_t n, std::size_t pos, bool backward,
                             bool noCase) const;
     std::size_t searchSet(const unsigned short* set, std::size_t pos, bool backward, bool negate,

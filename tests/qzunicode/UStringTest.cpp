@@ -302,6 +302,31 @@ TEST(UStringTest, CopiesOutNeverPassTheirTarget) {
     EXPECT_EQ(std::string(out, 6), "h\xc3\xa9llo");
 }
 
+// Counts that wrap a length used to write past the buffer; a throwing
+// constructor used to leak its body (ASan checks the leak).
+TEST(UStringTest, ImpossibleLengthsThrowAndChangeNothing) {
+    UString s = u8("xaa");
+    EXPECT_THROW(s.append(static_cast<unsigned short>('x'), npos), std::bad_alloc);
+    EXPECT_THROW(s.append('x', npos, kUTF8), std::bad_alloc);
+    EXPECT_THROW(s.replace(1, 1, static_cast<unsigned short>('x'), npos), std::bad_alloc);
+    EXPECT_EQ(text(s), "xaa");
+    EXPECT_THROW(UString(static_cast<unsigned short>('x'), npos), std::bad_alloc);
+    EXPECT_THROW(UString('x', npos, kUTF8), std::bad_alloc);
+}
+
+// Bytes that convert to nothing used to be converted again at every read,
+// freeing the buffer that begin() had handed out.
+TEST(UStringTest, BytesWithNoWholeCharacterReadAsEmpty) {
+    UString odd("abc", 3, ULibCharSet(2)); // three bytes of UTF-16BE
+    EXPECT_FALSE(odd.empty());
+    EXPECT_STREQ(odd.c_str(ULibCharSet(2)), "abc"); // not read yet: the bytes as given
+    const unsigned short* first = odd.begin();
+    EXPECT_EQ(odd.end(), first);
+    EXPECT_EQ(odd.begin(), first);
+    EXPECT_TRUE(odd.empty());
+    EXPECT_EQ(odd.c_str(kUTF8), UString().c_str(kUTF8));
+}
+
 TEST(UStringTest, PooledBodiesGoBackToThePool) {
     const UString before = u8("made before the pool");
     UString::initPool(4);
