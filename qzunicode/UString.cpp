@@ -80,8 +80,13 @@ bool isUnitSet(ULibCharSet cs) {
     return cs == kUTF16;
 }
 
+// The largest buffer either form may ask for. Requests past it fail as
+// impossible lengths before the allocator sees them (a sanitizer's allocator
+// would stop the process rather than throw).
+constexpr std::size_t kMaxBufferCount = 0x3ffffffffffffffcULL;
+
 unsigned short* newUnits(std::size_t cap) {
-    if (cap > 0x3ffffffffffffffcULL - 4)
+    if (cap > kMaxBufferCount - 4)
         throw std::bad_array_new_length();
     unsigned short* p = new unsigned short[cap + 4];
     std::memset(p, 0, 8);
@@ -89,7 +94,7 @@ unsigned short* newUnits(std::size_t cap) {
 }
 
 char* newBytes(std::size_t cap) {
-    if (cap > SIZE_MAX - Impl::m_uMaxNullCharSize)
+    if (cap > kMaxBufferCount - Impl::m_uMaxNullCharSize)
         throw std::bad_array_new_length();
     char* p = new char[cap + Impl::m_uMaxNullCharSize];
     std::memset(p, 0, 8);

@@ -312,6 +312,7 @@ TEST(UStringTest, ImpossibleLengthsThrowAndChangeNothing) {
     EXPECT_EQ(text(s), "xaa");
     EXPECT_THROW(UString(static_cast<unsigned short>('x'), npos), std::bad_alloc);
     EXPECT_THROW(UString('x', npos, kUTF8), std::bad_alloc);
+    EXPECT_THROW(UString('x', std::size_t(1) << 62, kUTF8), std::bad_alloc); // before any allocator
 }
 
 // Bytes that convert to nothing used to be converted again at every read,
