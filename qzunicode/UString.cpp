@@ -1465,8 +1465,7 @@ int UString::canonicalCompareNoCaseEx(const unsigned short* a, const unsigned sh
     return r == UCOL_LESS ? -1 : r == UCOL_GREATER ? 1 : 0;
 }
 
-// mode 0: by value, 1: ASCII letters folded, 2: collation in the locale.
-int UString::compareUnits(std::size_t pos, const unsigned short* s, std::size_t n, int mode,
+int UString::compareUnits(std::size_t pos, const unsigned short* s, std::size_t n, CompareMode mode,
                           const ULocale* locale) const {
     if (n == 0)
         return 0;
@@ -1478,16 +1477,16 @@ int UString::compareUnits(std::size_t pos, const unsigned short* s, std::size_t 
         return 1;
     const unsigned short* p = m_poImpl->m_pPrimary + pos;
     switch (mode) {
-    case 0:
+    case ByValue:
         return canonicalCompare(p, s, n);
-    case 1:
+    case NoCase:
         return canonicalCompareNoCase(p, s, n);
     default:
         return canonicalCompareNoCaseEx(p, s, n, locale);
     }
 }
 
-int UString::compareString(std::size_t pos, const UString& s, std::size_t n, int mode,
+int UString::compareString(std::size_t pos, const UString& s, std::size_t n, CompareMode mode,
                            const ULocale* locale) const {
     if (pos == 0 && s.m_poImpl == m_poImpl)
         return 0;
@@ -1497,62 +1496,62 @@ int UString::compareString(std::size_t pos, const UString& s, std::size_t n, int
 
 // The narrow-string rule: cs 1 holds units; any other set becomes a string.
 int UString::compareNarrow(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs,
-                           int mode, const ULocale* locale) const {
+                           CompareMode mode, const ULocale* locale) const {
     if (s == nullptr)
         return compareUnits(pos, nullptr, n, mode, locale);
     return compareString(pos, UString(s, cs), n, mode, locale);
 }
 
 int UString::compare(std::size_t pos, const unsigned short* s, std::size_t n) const {
-    return compareUnits(pos, s, n, 0, nullptr);
+    return compareUnits(pos, s, n, ByValue, nullptr);
 }
 
 int UString::compare(std::size_t pos, const UString& s, std::size_t n) const {
-    return compareString(pos, s, n, 0, nullptr);
+    return compareString(pos, s, n, ByValue, nullptr);
 }
 
 int UString::compare(std::size_t pos, const char* s, ULibCharSet cs) const {
-    return compareNarrow(pos, s, npos, cs, 0, nullptr);
+    return compareNarrow(pos, s, npos, cs, ByValue, nullptr);
 }
 
 int UString::compare(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs) const {
-    return compareNarrow(pos, s, n, cs, 0, nullptr);
+    return compareNarrow(pos, s, n, cs, ByValue, nullptr);
 }
 
 int UString::compareNoCase(std::size_t pos, const unsigned short* s, std::size_t n) const {
-    return compareUnits(pos, s, n, 1, nullptr);
+    return compareUnits(pos, s, n, NoCase, nullptr);
 }
 
 int UString::compareNoCase(std::size_t pos, const UString& s, std::size_t n) const {
-    return compareString(pos, s, n, 1, nullptr);
+    return compareString(pos, s, n, NoCase, nullptr);
 }
 
 int UString::compareNoCase(std::size_t pos, const char* s, ULibCharSet cs) const {
-    return compareNarrow(pos, s, npos, cs, 1, nullptr);
+    return compareNarrow(pos, s, npos, cs, NoCase, nullptr);
 }
 
 int UString::compareNoCase(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs) const {
-    return compareNarrow(pos, s, n, cs, 1, nullptr);
+    return compareNarrow(pos, s, n, cs, NoCase, nullptr);
 }
 
 int UString::compareNoCaseEx(std::size_t pos, const unsigned short* s, std::size_t n,
                              const ULocale* locale) const {
-    return compareUnits(pos, s, n, 2, locale);
+    return compareUnits(pos, s, n, Collated, locale);
 }
 
 int UString::compareNoCaseEx(std::size_t pos, const UString& s, std::size_t n,
                              const ULocale* locale) const {
-    return compareString(pos, s, n, 2, locale);
+    return compareString(pos, s, n, Collated, locale);
 }
 
 int UString::compareNoCaseEx(std::size_t pos, const char* s, ULibCharSet cs,
                              const ULocale* locale) const {
-    return compareNarrow(pos, s, npos, cs, 2, locale);
+    return compareNarrow(pos, s, npos, cs, Collated, locale);
 }
 
 int UString::compareNoCaseEx(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs,
                              const ULocale* locale) const {
-    return compareNarrow(pos, s, n, cs, 2, locale);
+    return compareNarrow(pos, s, n, cs, Collated, locale);
 }
 
 // --- ULocale ----------------------------------------------------------------

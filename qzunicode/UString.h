@@ -479,12 +479,14 @@ private:
                              std::size_t m);
     std::size_t replaceAll(const unsigned short* find, std::size_t n, const unsigned short* repl,
                            std::size_t m, bool noCase);
-    int compareUnits(std::size_t pos, const unsigned short* s, std::size_t n, int mode,
+    /// By unit value, with ASCII letters folded, or by the locale's collator.
+    enum CompareMode { ByValue, NoCase, Collated };
+    int compareUnits(std::size_t pos, const unsigned short* s, std::size_t n, CompareMode mode,
                      const ULocale* locale) const;
-    int compareString(std::size_t pos, const UString& s, std::size_t n, int mode,
+    int compareString(std::size_t pos, const UString& s, std::size_t n, CompareMode mode,
                       const ULocale* locale) const;
-    int compareNarrow(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs, int mode,
-                      const ULocale* locale) const;
+    int compareNarrow(std::size_t pos, const char* s, std::size_t n, ULibCharSet cs,
+                      CompareMode mode, const ULocale* locale) const;
     UString& caseMap(int op, const ULocale* locale, bool option);
     UString& trimWith(TrimOp op, bool (*blank)(unsigned short));
 
