@@ -75,9 +75,13 @@ struct UTFChar {
 /// lock.
 ///
 /// Failures: members report no conversion failures; a bad byte sequence
-/// reads as what ULIB_CStoCS gives with substitution on. Out of memory and
-/// impossible sizes throw the standard allocation exceptions. at() returns
-/// 0xFFFE out of range; operator[] is unchecked.
+/// reads as what ULIB_CStoCS gives with substitution on, and bytes that hold
+/// no whole character (an odd UTF-16 count) make the string empty once read.
+/// Out of memory and impossible sizes (a count that wraps a length, or more
+/// than 0x3ffffffffffffffc units or bytes) throw the standard allocation
+/// exceptions and leave the string as it was. Conversions handle at most
+/// 2 GiB at a time. at() returns 0xFFFE out of range; operator[] is
+/// unchecked.
 class UString {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
