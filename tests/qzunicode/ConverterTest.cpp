@@ -216,10 +216,25 @@ TEST(ConverterTest, BadCharactersFollowTheThreadBehaviour) {
     ULIB_setConverterErrorBehavior(ULIB_CNV_STOP);
     n = ULIB_CStoCS(cs(1032), out, 16, 0, cs(0), euro.data(), 5, false, false, &err, nullptr);
     EXPECT_EQ(ULIB_ERR_INVALID_CHAR, err);
-    // substitute overrides the thread's stop.
+    // substitute overrides the thread's stop, on the two-step path and on the
+    // paths to and from UTF-16 alike.
     n = ULIB_CStoCS(cs(1032), out, 16, 0, cs(0), euro.data(), 5, false, true, &err, nullptr);
     EXPECT_EQ(ULIB_OK, err);
     EXPECT_EQ("x?!y", bytes(out, n));
+    n = ULIB_CStoCS(cs(1), units, 16, 0, cs(0), badUtf8.data(), 3, false, true, &err, nullptr);
+    // (reading bytes, ICU writes U+FFFD; the thread's string is for writing a set)
+    EXPECT_EQ(u"a\uFFFDb", U16(reinterpret_cast<char16_t*>(units), n / 2));
+    const char16_t euro16[] = u"x\u20ACy";
+    n = ULIB_CStoCS(cs(1032), out, 16, 0, cs(1), euro16, 6, false, true, &err, nullptr);
+    EXPECT_EQ("x?!y", bytes(out, n));
+    EXPECT_EQ(ULIB_CNV_STOP, ULIB_getConverterErrorBehavior()); // and the thread's is back
+
+    // ICU's escapes, in C form both ways.
+    ULIB_setConverterErrorBehavior(ULIB_CNV_ESCAPE);
+    n = ULIB_CStoCS(cs(1032), out, 16, 0, cs(0), euro.data(), 5, false, false, &err, nullptr);
+    EXPECT_EQ("x\\u20ACy", bytes(out, n));
+    n = ULIB_toUTF16(cs(0), units, 8, badUtf8.data(), 3, &err);
+    EXPECT_EQ(u"a\\xFFb", U16(reinterpret_cast<char16_t*>(units), n));
 }
 
 // Scenario: each documented argument error gives 1002 and 0, and a null
