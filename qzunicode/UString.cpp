@@ -476,13 +476,14 @@ UString::UString(const UString& s) : m_poImpl(s.m_poImpl->incRef()) {}
 
 UString::UString(const UString& s, std::size_t pos, std::size_t n) : m_poImpl(nullptr) {
     const std::size_t len = s.length();
-    if (!s.empty() && n != 0 && pos < len && std::min(n, len - pos) == len) {
+    const std::size_t take = (n == 0 || pos >= len) ? 0 : std::min(n, len - pos);
+    if (take != 0 && take == len) {
         m_poImpl = s.m_poImpl->incRef();
         return;
     }
     initialise([&] {
-        if (!s.empty() && n != 0 && pos < len)
-            fromUnits(s.m_poImpl->m_pPrimary + pos, std::min(n, len - pos));
+        if (take != 0)
+            fromUnits(s.m_poImpl->m_pPrimary + pos, take);
     });
 }
 
@@ -517,7 +518,8 @@ void UString::initPool(std::size_t items) {
     uStrImpl::initPool(items);
 }
 
-// Constructors only: the body is new and empty.
+// Bytes as they came, or units for cs 1, or escapes read at once. s may not
+// lie in this string's own byte form (assign copies it first).
 void UString::fromNativEncodedString(const char* s, std::size_t bytes, ULibCharSet cs) {
     if (s == nullptr || bytes == 0)
         return;
@@ -722,23 +724,16 @@ UString& UString::assign(const UString& s) {
 UString& UString::assign(const char* s, std::size_t bytes, ULibCharSet cs) {
     if (s == nullptr || bytes == 0)
         return erase(0, npos);
-    if (isUnitSet(cs))
-        return assign(reinterpret_cast<const unsigned short*>(s), bytes / 2);
-    if (escaped(cs)) {
-        // s may be this string's own bytes: read them before the body changes.
+    // s may be this string's own bytes, which the new form would overwrite
+    // (an escaped reading rewrites the body whichever buffer they sit in):
+    // read them before the body changes.
+    const char* own = m_poImpl->m_pSecondary;
+    if (!isUnitSet(cs) && (escaped(cs) || (own <= s && s < own + m_poImpl->m_uSecondaryLen))) {
         const std::string copyOfSource(s, bytes);
-        convertEscaped(copyOfSource.data(), bytes, cs);
-        return *this;
+        fromNativEncodedString(copyOfSource.data(), bytes, cs);
+    } else {
+        fromNativEncodedString(s, bytes, cs);
     }
-    if (m_poImpl->m_pSecondary <= s && s < m_poImpl->m_pSecondary + m_poImpl->m_uSecondaryLen) {
-        const std::string copyOfSource(s, bytes);
-        return assign(copyOfSource.data(), bytes, cs);
-    }
-    m_poImpl = m_poImpl->resize(bytes, false);
-    std::memcpy(m_poImpl->m_pSecondary, s, bytes);
-    std::memset(m_poImpl->m_pSecondary + bytes, 0, CharSetTable::getNullCharSize(cs));
-    m_poImpl->m_uSecondaryLen = bytes;
-    m_poImpl->m_eSecondaryCS = cs;
     return *this;
 }
 
@@ -1190,7 +1185,7 @@ std::size_t UString::searchSet(const unsigned short* set, std::size_t pos, bool 
 
 std::size_t UString::searchSet(const UString& set, std::size_t pos, bool backward, bool negate,
                                bool noCase) const {
-    if (set.empty() || set.length() == 0)
+    if (set.length() == 0)
         return npos;
     return searchSet(set.c_wstr(), pos, backward, negate, noCase);
 }
