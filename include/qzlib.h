@@ -17,7 +17,7 @@
 #include "qzstd/ThreadLocalStorage.h"
 
 // Containers and hashes
-#include "itempool.h"
+#include "qzstd/ItemPool.h"
 #include "qzstd/Hash.h"
 #include "qzstd/HashArray.h"
 #include "qzstd/SparseArray.h"

@@ -11,6 +11,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingPause.h"
+#include "qzstd/LoggingSeam.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -23,13 +24,13 @@ using qzlog::Logger;
 
 namespace {
 
-Logger* s_dataItemLogger = Logger::getRepository().getLogger("qzlog.CDataItem", nullptr);
+detail::LazyLogger g_dataItemLog("qzlog.CDataItem");
 
-// A copy made from another source file's static initialiser can run before ours;
-// fetch the logger then rather than dereference a null.
+// A copy can be made from any static initialiser, before the framework is up:
+// bring it up then, as any first use of a logger does.
 Logger* dataItemLogger() {
-    return s_dataItemLogger ? s_dataItemLogger
-                            : Logger::getRepository().getLogger("qzlog.CDataItem", nullptr);
+    qzlog::qzlogInitialize();
+    return g_dataItemLog.get();
 }
 
 constexpr uint64_t Low32 = 0xFFFFFFFFull;

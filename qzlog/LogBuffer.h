@@ -16,7 +16,7 @@
 #ifndef QZLOG_LOGBUFFER_H
 #define QZLOG_LOGBUFFER_H
 
-#include "itempool.h"
+#include "qzstd/ItemPool.h"
 #include "qzlog/LoggingEvent.h"
 #include "qzstd/SparseArray.h"
 

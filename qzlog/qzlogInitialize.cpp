@@ -10,6 +10,7 @@
 #include "qzlog/Logger.h"
 
 #include "qzlog/Appender.h"
+#include "qzlog/detail/FloorSeam.h"
 #include "qzlog/LogBuffer.h"
 #include "qzlog/LoggerName.h"
 #include "qzlog/LoggerRepository.h"
@@ -42,6 +43,8 @@ void bringUpApplicationContext() {
 
 void startOnce() {
     _qzlogInitialize();
+    // The floor below logs from the moment the core counts as up.
+    installFloorSeam();
     g_initialized.store(true, std::memory_order_release);
     // Another thread may have made loggers while start-up ran, when nothing
     // was recalculated; give them their levels now.

@@ -1,11 +1,8 @@
 //===- qzstd/MainThread.cpp - main as a thread of the library -------------===//
 #include "qzstd/MainThread.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"
-#include "qzstd/ThreadLog.h"
+#include "qzstd/detail/ThreadLog.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -14,8 +11,7 @@ namespace qzs {
 namespace qzlib {
 namespace MultiThreading {
 
-using qzlog::Level;
-using qzlog::Logger;
+namespace Level = qzlib::detail::LogLevel;
 
 MainThread* MainThread::m_instance = nullptr;
 

@@ -1,20 +1,16 @@
 //===- qzstd/Thread.cpp - Thread objects and the thread list --------------===//
 //
-// Records go to the logger "qzstd.multithreading", which does not exist
-// during start-up: every record tests it first. Threads run while the logging
+// Records go to the logger "qzstd.multithreading" through the logging seam,
+// which drops them until the framework is up. Threads run while the logging
 // framework starts, so nothing here may need logging to work.
 //
 //===----------------------------------------------------------------------===//
 #include "qzstd/Thread.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
-#include "qzlog/LoggingTime.h"
 #include "qzstd/FaultReport.h"
 #include "qzstd/SparseArray.h"
 #include "qzstd/ThreadLocalStorage.h"
-#include "qzstd/ThreadLog.h"
+#include "qzstd/detail/ThreadLog.h"
 
 #include <atomic>
 #include <cerrno>
@@ -27,23 +23,14 @@ namespace qzs {
 namespace qzlib {
 namespace MultiThreading {
 
-using qzlog::Level;
-using qzlog::Logger;
+namespace Level = qzlib::detail::LogLevel;
 
 _ThreadLocalStorage* Thread::m_pThread = nullptr;
 unsigned int Thread::m_defaultStackSizeInBytes = 0;
 
 const char detail::ThreadSourceFile[] = "qzstd/MultiThreading";
 
-Logger* detail::threadLogger() {
-    static std::atomic<Logger*> logger{nullptr};
-    Logger* l = logger.load(std::memory_order_acquire);
-    if (!l && qzlog::qzlogInitialized()) {
-        l = Logger::getRepository().getLogger("qzstd.multithreading", nullptr);
-        logger.store(l, std::memory_order_release);
-    }
-    return l;
-}
+qzlib::detail::LazyLogger detail::threadLog("qzstd.multithreading");
 
 namespace {
 
@@ -231,7 +218,7 @@ uint64_t Thread::GetCurrentOSThreadID() {
 
 uint64_t Thread::GetTime() {
     timespec now;
-    qzlog::LoggingTime::getCurrentTime(&now);
+    qzlib::detail::currentTime(&now);
     return static_cast<uint64_t>(now.tv_sec) * 1000000000ull + static_cast<uint64_t>(now.tv_nsec);
 }
 

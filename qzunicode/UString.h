@@ -10,7 +10,7 @@
 #ifndef QZUNICODE_USTRING_H
 #define QZUNICODE_USTRING_H
 
-#include "itempool.h"
+#include "qzstd/ItemPool.h"
 #include "qzstd/Mutex.h"
 #include "qzunicode/CSConverterImpl.h"
 #include "qzunicode/CharSetTable.h"

@@ -4,9 +4,11 @@
 // and the mutex of ItemPoolMT under real contention.
 //
 //===----------------------------------------------------------------------===//
-#include "itempool.h"
+#include "qzstd/ItemPool.h"
 
 #include "CaptureAppender.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
 #include "qzlog/PatternLayout.h"
 
 #include <gtest/gtest.h>

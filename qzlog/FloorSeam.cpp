@@ -1,0 +1,68 @@
+//===- qzlog/FloorSeam.cpp - The logging core, as the floor below sees it -===//
+//
+// Installs the entry points through which the threads, pools and utilities
+// underneath the core log and read its clock (qzstd/LoggingSeam.h). Their
+// records take the same road as any statement: the recursion guard, an event
+// in the thread's buffer, the appenders.
+//
+//===----------------------------------------------------------------------===//
+#include "qzlog/detail/FloorSeam.h"
+
+#include "qzlog/Level.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingEvent.h"
+#include "qzlog/LoggingTime.h"
+#include "qzstd/LoggingSeam.h"
+
+namespace qzs {
+namespace qzlib {
+namespace qzlog {
+
+static_assert(detail::LogLevel::Debug == Level::Debug && detail::LogLevel::Info == Level::Info &&
+                  detail::LogLevel::Error == Level::Error && detail::LogLevel::Fatal == Level::Fatal,
+              "the floor below logs on this scale");
+static_assert(LogInt == 'j' && LogUnsignedInt == 'k' && LogLong == 'm' && LogUnsignedLong == 'n' &&
+                  LogFloat == 'f' && LogPointer == 'p' && LogString == 's',
+              "the floor below types its arguments with these letters");
+
+namespace {
+
+Logger* seamGetLogger(const char* name) {
+    return Logger::getRepository().getLogger(name, nullptr);
+}
+
+bool seamIsEnabledFor(const Logger* logger, unsigned char level) {
+    return logger->isEnabledFor(level);
+}
+
+void seamLog(Logger* logger, const char* file, const char* function, unsigned short line, unsigned char level,
+             const char* format, const detail::LogArg* const* args, unsigned int count) {
+    if (!logger->isEnabledFor(level))
+        return;
+    Logger::LoggingRecursionCheck guard;
+    if (!guard.buffer)
+        return;
+    LoggingEvent event(guard.buffer, format, file, function, line, static_cast<unsigned short>(count),
+                       logger->id, level);
+    for (unsigned int i = 0; i < count; ++i)
+        event.addDetail(args[i]->getType(), args[i]->getBytes(), args[i]->getSize());
+    event.setBufferLocation(guard.buffer);
+    logger->doAppend(&event);
+}
+
+void seamCurrentTime(timespec* now) {
+    LoggingTime::getCurrentTime(now);
+}
+
+const detail::LoggingSeam g_seam{&seamGetLogger, &seamIsEnabledFor, &seamLog, &seamCurrentTime};
+
+} // namespace
+
+void installFloorSeam() {
+    detail::setLoggingSeam(&g_seam);
+}
+
+} // namespace qzlog
+} // namespace qzlib
+} // namespace qzs
