@@ -9,8 +9,8 @@
 #include "qzlog/ActivityFile.h"
 
 #include "qzlog/Level.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"

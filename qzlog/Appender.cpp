@@ -4,7 +4,7 @@
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
 #include "qzlog/Level.h"
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 

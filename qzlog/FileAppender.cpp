@@ -3,8 +3,8 @@
 
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingTime.h"
-#include "qzlog/ProcessContext.h"
-#include "qzlog/Token.h"
+#include "qzlog/detail/ProcessContext.h"
+#include "qzlog/detail/Token.h"
 #include "qzstd/FaultReport.h"
 #include "qzstd/fileutl.h"
 

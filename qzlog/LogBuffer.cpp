@@ -7,15 +7,15 @@
 // full form.
 //
 //===----------------------------------------------------------------------===//
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 
 #include "qzlog/Level.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/FileAppender.h"
-#include "qzlog/ProcessContext.h"
+#include "qzlog/detail/ProcessContext.h"
 #include "qzstd/Event.h"
 #include "qzstd/FaultReport.h"
 #include "qzstd/Mutex.h"

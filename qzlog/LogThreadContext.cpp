@@ -1,5 +1,5 @@
 //===- qzlog/LogThreadContext.cpp - Per-thread logging record -------------===//
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogThreadContext.h"
 
 #include "qzstd/Thread.h"
 

@@ -2,9 +2,9 @@
 #include "qzlog/Logger.h"
 
 #include "qzlog/Appender.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
-#include "qzlog/LoggerName.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
+#include "qzlog/detail/LoggerName.h"
 #include "qzlog/LoggerRepository.h"
 
 #include <algorithm>

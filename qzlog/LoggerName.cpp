@@ -1,5 +1,5 @@
 //===- qzlog/LoggerName.cpp - Interned dotted logger names ----------------===//
-#include "qzlog/LoggerName.h"
+#include "qzlog/detail/LoggerName.h"
 
 #include "qzstd/FaultReport.h"
 

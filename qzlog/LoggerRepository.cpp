@@ -3,10 +3,10 @@
 
 #include "qzlog/Appender.h"
 #include "qzlog/Level.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
-#include "qzlog/LoggerName.h"
+#include "qzlog/detail/LoggerName.h"
 #include "qzstd/Event.h"
 #include "qzstd/Mutex.h"
 

@@ -1,14 +1,14 @@
 //===- qzlog/LoggingEvent.cpp - One log event and its arguments -----------===//
 #include "qzlog/LoggingEvent.h"
 
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/LoggingPause.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/PatternLayout.h"
-#include "qzlog/Token.h"
+#include "qzlog/detail/Token.h"
 #include "qzstd/Mutex.h"
 #include "qzstd/NumberString.h"
 #include "qzstd/SparseArray.h"

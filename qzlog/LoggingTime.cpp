@@ -1,8 +1,8 @@
 //===- qzlog/LoggingTime.cpp - The cached clock ---------------------------===//
 #include "qzlog/LoggingTime.h"
 
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzstd/Event.h"
 #include "qzstd/Thread.h"

@@ -2,8 +2,9 @@
 #include "qzlog/PatternLayout.h"
 
 #include "qzlog/Level.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
+#include "qzlog/detail/Token.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"

@@ -17,11 +17,12 @@
 
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingEvent.h"
-#include "qzlog/Token.h"
 
 namespace qzs {
 namespace qzlib {
 namespace qzlog {
+
+class Token;
 
 /// A layout by conversion pattern. It has neither header nor footer.
 ///

@@ -1,5 +1,5 @@
 //===- qzlog/ProcessContext.cpp - What logging reads of its process -------===//
-#include "qzlog/ProcessContext.h"
+#include "qzlog/detail/ProcessContext.h"
 
 #include <climits>
 #include <cstdlib>

@@ -1,5 +1,5 @@
 //===- qzlog/Token.cpp - One conversion of a format or pattern ------------===//
-#include "qzlog/Token.h"
+#include "qzlog/detail/Token.h"
 
 #include <cstdint>
 #include <cstring>

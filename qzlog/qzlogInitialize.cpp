@@ -11,8 +11,8 @@
 
 #include "qzlog/Appender.h"
 #include "qzlog/detail/FloorSeam.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LoggerName.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LoggerName.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
 #include "qzstd/ThreadLocalStorage.h"

@@ -8,7 +8,7 @@
 #ifndef QZUNICODE_COPTIMIZEDCONVERTER_H
 #define QZUNICODE_COPTIMIZEDCONVERTER_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
 namespace qzs {

@@ -8,9 +8,9 @@
 #include "qzunicode/CSConverter.h"
 
 #include "qzstd/ThreadLocalStorage.h"
-#include "qzunicode/CSConverterEscape.h"
-#include "qzunicode/CSConverterICU.h"
-#include "qzunicode/CSConverterSBCS.h"
+#include "qzunicode/detail/CSConverterEscape.h"
+#include "qzunicode/detail/CSConverterICU.h"
+#include "qzunicode/detail/CSConverterSBCS.h"
 
 #include <cstring>
 #include <memory>
@@ -74,6 +74,30 @@ CSConverter::~CSConverter() {
 
 bool CSConverter::isDefaultConverter() const {
     return m_poImpl == &oDefConverter();
+}
+
+CSConverterType CSConverter::getType() const {
+    return m_poImpl->getType();
+}
+
+bool CSConverter::getLeadByteMap(unsigned char* map) const {
+    return m_poImpl->getLeadByteMap(map);
+}
+
+const char* CSConverter::getCharSetName() const {
+    return m_poImpl->getCharSetName();
+}
+
+int CSConverter::getNumBytes(const char* s) const {
+    return m_poImpl->getNumBytes(s);
+}
+
+int CSConverter::toUTF16(unsigned short* dst, int dstUnits, const char* src, int srcBytes, ULibError* err) {
+    return m_poImpl->toUTF16(dst, dstUnits, src, srcBytes, err);
+}
+
+int CSConverter::fromUTF16(char* dst, int dstBytes, const unsigned short* src, int srcUnits, ULibError* err) {
+    return m_poImpl->fromUTF16(dst, dstBytes, src, srcUnits, err);
 }
 
 bool CSConverter::isSupported(ULibCharSet cs) {

@@ -10,13 +10,14 @@
 #ifndef QZUNICODE_CSCONVERTER_H
 #define QZUNICODE_CSCONVERTER_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
 namespace qzs {
 namespace qzlib {
 namespace qzunicode {
 
+class CSConverterImpl;
 class CSConverterSBCS;
 
 /// A converter for one set, made for one conversion or a short run of them.
@@ -44,17 +45,13 @@ public:
     /// converter stands in.
     bool isDefaultConverter() const;
 
-    CSConverterType getType() const { return m_poImpl->getType(); }
-    bool getLeadByteMap(unsigned char* map) const { return m_poImpl->getLeadByteMap(map); }
-    const char* getCharSetName() const { return m_poImpl->getCharSetName(); }
-    int getNumBytes(const char* s) const { return m_poImpl->getNumBytes(s); }
-    int toUTF16(unsigned short* dst, int dstUnits, const char* src, int srcBytes, ULibError* err) {
-        return m_poImpl->toUTF16(dst, dstUnits, src, srcBytes, err);
-    }
-    int fromUTF16(char* dst, int dstBytes, const unsigned short* src, int srcUnits,
-                  ULibError* err) {
-        return m_poImpl->fromUTF16(dst, dstBytes, src, srcUnits, err);
-    }
+    /// The implementation's answers (see detail/CSConverterImpl.h).
+    CSConverterType getType() const;
+    bool getLeadByteMap(unsigned char* map) const;
+    const char* getCharSetName() const;
+    int getNumBytes(const char* s) const;
+    int toUTF16(unsigned short* dst, int dstUnits, const char* src, int srcBytes, ULibError* err);
+    int fromUTF16(char* dst, int dstBytes, const unsigned short* src, int srcUnits, ULibError* err);
 
     /// True unless ICU cannot open cs with the thread's settings.
     static bool isSupported(ULibCharSet cs);

@@ -5,7 +5,7 @@
 // after conversion, EBCDIC included.
 //
 //===----------------------------------------------------------------------===//
-#include "qzunicode/CSConverterEscape.h"
+#include "qzunicode/detail/CSConverterEscape.h"
 
 #include "qzunicode/CSConverter.h"
 

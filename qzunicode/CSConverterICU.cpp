@@ -5,7 +5,7 @@
 // half a character.
 //
 //===----------------------------------------------------------------------===//
-#include "qzunicode/CSConverterICU.h"
+#include "qzunicode/detail/CSConverterICU.h"
 
 #include "qzunicode/CSConverter.h"
 

@@ -5,7 +5,7 @@
 // two reads with no test for absence.
 //
 //===----------------------------------------------------------------------===//
-#include "qzunicode/CSConverterSBCS.h"
+#include "qzunicode/detail/CSConverterSBCS.h"
 
 #include "qzunicode/CSConverter.h"
 

@@ -13,7 +13,7 @@
 #ifndef QZUNICODE_ULIB_H
 #define QZUNICODE_ULIB_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
 #include <cstddef>

@@ -12,7 +12,7 @@
 
 #include "qzstd/ItemPool.h"
 #include "qzstd/Mutex.h"
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
 #include <unicode/uversion.h>

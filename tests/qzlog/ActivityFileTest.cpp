@@ -13,7 +13,7 @@
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzlog/LogMacros.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 
 #include "qzlog/FileAppender.h"
 #include "qzlog/LogMacros.h"
-#include "qzlog/ProcessContext.h"
+#include "qzlog/detail/ProcessContext.h"
 
 #include <gtest/gtest.h>
 

@@ -8,9 +8,9 @@
 #include "LogTestUtil.h"
 
 #include "qzlog/Layout.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/LogThreadContext.h"
-#include "qzlog/ProcessContext.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
+#include "qzlog/detail/ProcessContext.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include "LogTestUtil.h"
 
 #include "qzlog/Appender.h"
-#include "qzlog/LoggerName.h"
+#include "qzlog/detail/LoggerName.h"
 
 #include <gtest/gtest.h>
 

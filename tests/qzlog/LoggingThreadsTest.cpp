@@ -8,9 +8,9 @@
 //===----------------------------------------------------------------------===//
 #include "LogTestUtil.h"
 
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzlog/LogMacros.h"
-#include "qzlog/LogThreadContext.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/LoggingTime.h"
 
 #include <gtest/gtest.h>

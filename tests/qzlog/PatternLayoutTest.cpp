@@ -7,9 +7,10 @@
 #include "LogTestUtil.h"
 
 #include "qzlog/BasicConfigurator.h"
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzlog/LoggingEvent.h"
 #include "qzlog/PatternLayout.h"
+#include "qzlog/detail/Token.h"
 
 #include <gtest/gtest.h>
 

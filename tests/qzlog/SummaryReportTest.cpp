@@ -9,7 +9,7 @@
 
 #include "qzlog/Appender.h"
 #include "qzlog/Filter.h"
-#include "qzlog/LogBuffer.h"
+#include "qzlog/detail/LogBuffer.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 //
 //===----------------------------------------------------------------------===//
 #include "qzunicode/CSConverter.h"
-#include "qzunicode/CSConverterSBCS.h"
+#include "qzunicode/detail/CSConverterSBCS.h"
 #include "qzunicode/ULib.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-//===- qzlog/ProcessContext.h - What logging reads of its process -*- C++ -*-===//
+//===- qzlog/detail/ProcessContext.h - What logging reads of its process -*- C++ -*-===//
 //
 // The few application context items that file names and activity files are
 // built from. Until the application context publishes them, each is derived
@@ -6,8 +6,8 @@
 // context takes over.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_PROCESSCONTEXT_H
-#define QZLOG_PROCESSCONTEXT_H
+#ifndef QZLOG_DETAIL_PROCESSCONTEXT_H
+#define QZLOG_DETAIL_PROCESSCONTEXT_H
 
 #include <string>
 
@@ -34,4 +34,4 @@ std::string appInstance();
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_PROCESSCONTEXT_H
+#endif // QZLOG_DETAIL_PROCESSCONTEXT_H

@@ -1,11 +1,11 @@
-//===- qzlog/LogThreadContext.h - Per-thread logging record ----*- C++ -*-===//
+//===- qzlog/detail/LogThreadContext.h - Per-thread logging record ----*- C++ -*-===//
 //
 // What the logging path keeps per thread: its buffer, its number, its name
 // and the recursion mark of the log call.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_LOGTHREADCONTEXT_H
-#define QZLOG_LOGTHREADCONTEXT_H
+#ifndef QZLOG_DETAIL_LOGTHREADCONTEXT_H
+#define QZLOG_DETAIL_LOGTHREADCONTEXT_H
 
 #include "qzstd/Mutex.h"
 
@@ -76,4 +76,4 @@ public:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_LOGTHREADCONTEXT_H
+#endif // QZLOG_DETAIL_LOGTHREADCONTEXT_H

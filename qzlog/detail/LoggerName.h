@@ -1,11 +1,11 @@
-//===- qzlog/LoggerName.h - Interned dotted logger names -------*- C++ -*-===//
+//===- qzlog/detail/LoggerName.h - Interned dotted logger names -------*- C++ -*-===//
 //
 // Every logger name is interned once, so that equal texts share one pointer
 // and the logger tree can be keyed by pointer.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_LOGGERNAME_H
-#define QZLOG_LOGGERNAME_H
+#ifndef QZLOG_DETAIL_LOGGERNAME_H
+#define QZLOG_DETAIL_LOGGERNAME_H
 
 #include <cstring>
 #include <set>
@@ -49,4 +49,4 @@ public:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_LOGGERNAME_H
+#endif // QZLOG_DETAIL_LOGGERNAME_H

@@ -1,14 +1,14 @@
-//===- qzunicode/CSConverterICU.h - ICU-backed converter -------*- C++ -*-===//
+//===- qzunicode/detail/CSConverterICU.h - ICU-backed converter -------*- C++ -*-===//
 //
 // The converter for every set of the table: a thin layer over one ICU
 // converter that maps the thread's error behaviour onto ICU callbacks and ICU's
 // status codes onto ULibError, and that keeps whole characters on overflow.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZUNICODE_CSCONVERTERICU_H
-#define QZUNICODE_CSCONVERTERICU_H
+#ifndef QZUNICODE_DETAIL_CSCONVERTERICU_H
+#define QZUNICODE_DETAIL_CSCONVERTERICU_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/detail/CSConverterImpl.h"
 #include "qzunicode/CharSetTable.h"
 
 struct UConverter;
@@ -64,4 +64,4 @@ private:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZUNICODE_CSCONVERTERICU_H
+#endif // QZUNICODE_DETAIL_CSCONVERTERICU_H

@@ -1,4 +1,4 @@
-//===- qzlog/LogBuffer.h - The per-thread binary event buffer --*- C++ -*-===//
+//===- qzlog/detail/LogBuffer.h - The per-thread binary event buffer --*- C++ -*-===//
 //
 // Each thread writes its events as compact activity tokens into a 1 MiB
 // buffer of its own, at the cost of a few stores and no formatting. When the
@@ -13,8 +13,8 @@
 // is a self-contained session.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_LOGBUFFER_H
-#define QZLOG_LOGBUFFER_H
+#ifndef QZLOG_DETAIL_LOGBUFFER_H
+#define QZLOG_DETAIL_LOGBUFFER_H
 
 #include "qzstd/ItemPool.h"
 #include "qzlog/LoggingEvent.h"
@@ -154,4 +154,4 @@ private:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_LOGBUFFER_H
+#endif // QZLOG_DETAIL_LOGBUFFER_H

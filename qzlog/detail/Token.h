@@ -1,12 +1,12 @@
-//===- qzlog/Token.h - One conversion of a format or pattern ---*- C++ -*-===//
+//===- qzlog/detail/Token.h - One conversion of a format or pattern ---*- C++ -*-===//
 //
 // A token is one piece of a pattern layout: a literal or a conversion with
 // its justification. The justification rules are shared with the message
 // format of an event.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_TOKEN_H
-#define QZLOG_TOKEN_H
+#ifndef QZLOG_DETAIL_TOKEN_H
+#define QZLOG_DETAIL_TOKEN_H
 
 #include <cstring>
 #include <string>
@@ -127,4 +127,4 @@ public:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_TOKEN_H
+#endif // QZLOG_DETAIL_TOKEN_H

@@ -1,4 +1,4 @@
-//===- qzunicode/CSConverterEscape.h - Escape-reading converter -*- C++ -*-===//
+//===- qzunicode/detail/CSConverterEscape.h - Escape-reading converter -*- C++ -*-===//
 //
 // Serves a set number carrying ULIB_CS_ESCAPE_FLAG: converts with the plain
 // set's converter, then turns the escape sequences \xHH, \ooo and \uHHHH in
@@ -6,10 +6,10 @@
 // carries escapes.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZUNICODE_CSCONVERTERESCAPE_H
-#define QZUNICODE_CSCONVERTERESCAPE_H
+#ifndef QZUNICODE_DETAIL_CSCONVERTERESCAPE_H
+#define QZUNICODE_DETAIL_CSCONVERTERESCAPE_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/detail/CSConverterImpl.h"
 #include "qzunicode/CharSetTable.h"
 
 #include <memory>
@@ -55,4 +55,4 @@ private:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZUNICODE_CSCONVERTERESCAPE_H
+#endif // QZUNICODE_DETAIL_CSCONVERTERESCAPE_H

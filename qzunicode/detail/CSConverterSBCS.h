@@ -1,14 +1,14 @@
-//===- qzunicode/CSConverterSBCS.h - Table single-byte converter -*- C++ -*-===//
+//===- qzunicode/detail/CSConverterSBCS.h - Table single-byte converter -*- C++ -*-===//
 //
 // A single-byte converter built from a list of (byte, unit) pairs, with no ICU
 // in its path: one array read per byte to UTF-16, a two-level page read per
 // unit back. The thread's ISO-8859-1 last resort is one of these.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZUNICODE_CSCONVERTERSBCS_H
-#define QZUNICODE_CSCONVERTERSBCS_H
+#ifndef QZUNICODE_DETAIL_CSCONVERTERSBCS_H
+#define QZUNICODE_DETAIL_CSCONVERTERSBCS_H
 
-#include "qzunicode/CSConverterImpl.h"
+#include "qzunicode/detail/CSConverterImpl.h"
 
 namespace qzs {
 namespace qzlib {
@@ -57,4 +57,4 @@ private:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZUNICODE_CSCONVERTERSBCS_H
+#endif // QZUNICODE_DETAIL_CSCONVERTERSBCS_H
