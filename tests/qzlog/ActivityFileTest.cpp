@@ -68,6 +68,22 @@ bool replay(const std::string& path, std::string* error = nullptr) {
     return true;
 }
 
+/// Detaches everything from `logger`, writes what `binary` captured to a file,
+/// replays it into a capture laid out by `pattern` and answers its lines; a
+/// replay failure fails the test.
+std::vector<std::string> replayCaptured(Logger* logger, const qztest::CaptureAppender& binary, const char* pattern) {
+    logger->removeAllAppenders();
+    const std::string path = tempPath("replay");
+    writeFile(path, joined(binary.lines()));
+    qztest::CaptureAppender replayed("replayed", pattern ? new PatternLayout(pattern) : nullptr);
+    logger->addAppender(replayed);
+    std::string error;
+    EXPECT_TRUE(replay(path, &error)) << error;
+    logger->removeAllAppenders();
+    std::remove(path.c_str());
+    return replayed.lines();
+}
+
 enum class Colour { Red = 3, Green = 7 };
 
 class ActivityFileTest : public qztest::LoggingTest {};
@@ -108,23 +124,12 @@ TEST_F(ActivityFileTest, RoundTripMatchesTheTextPath) {
         t.join();
     QZ_INFO(logger, "from the main thread %d", 42);
     Appender::flushOutput();
-    logger->removeAllAppenders();
 
-    std::string path = tempPath("roundtrip");
-    writeFile(path, joined(binary.lines()));
-
-    qztest::CaptureAppender replayed("rt-replayed", new PatternLayout(pattern));
-    logger->addAppender(replayed);
-    std::string error;
-    EXPECT_TRUE(replay(path, &error)) << error;
-    logger->removeAllAppenders();
-
-    std::vector<std::string> expected = live.lines(), actual = replayed.lines();
+    std::vector<std::string> expected = live.lines(), actual = replayCaptured(logger, binary, pattern);
     EXPECT_EQ(4u * (200 * 3 + 4) + 1, expected.size());
     std::sort(expected.begin(), expected.end());
     std::sort(actual.begin(), actual.end());
     EXPECT_EQ(expected, actual);
-    std::remove(path.c_str());
 }
 
 // Time and UTF-16 details come back differently on purpose: a time reads its
@@ -140,20 +145,13 @@ TEST_F(ActivityFileTest, TimeAndWideTextComeBackAsDocumented) {
         QZ_INFO(logger, "at %s wide %s", when, u"wide");
         Logger::getRepository().threadComplete();
     }).join();
-    logger->removeAllAppenders();
 
-    std::string path = tempPath("kinds");
-    writeFile(path, joined(binary.lines()));
-    qztest::CaptureAppender replayed("kinds-replayed", nullptr);
-    logger->addAppender(replayed);
-    ASSERT_TRUE(replay(path));
-    logger->removeAllAppenders();
-    ASSERT_EQ(1u, replayed.count());
-    const std::string line = replayed.last();
+    const std::vector<std::string> lines = replayCaptured(logger, binary, nullptr);
+    ASSERT_EQ(1u, lines.size());
+    const std::string& line = lines[0];
     // The microseconds half equals the seconds: 1700000000 us reads as .000.
     EXPECT_EQ(0u, line.find("at 2023-11-14 Tue UTC 22:13:20.000 wide 0x")) << line;
     EXPECT_EQ(std::string("at 2023-11-14 Tue UTC 22:13:20.000 wide 0x").size() + 16 + 1, line.size()) << line;
-    std::remove(path.c_str());
 }
 
 /// Builds sessions byte by byte, in either byte order.
@@ -210,6 +208,27 @@ struct SessionBuilder {
         put<uint32_t>(usec);
     }
     void end() { bytes += '>'; }
+
+    /// A detail: its token, then its value.
+    template <typename T> void detail(char token, T v) {
+        bytes += token;
+        put<T>(v);
+    }
+    void detail(const char* s) {
+        bytes += 's';
+        text(s);
+    }
+    /// The usual opening: marker, thread, a full event record, its logger,
+    /// level INFO and time; the details follow.
+    void head(uint32_t threadId, const char* threadName, uint32_t eventId, uint32_t seq, uint16_t count,
+              const char* fmt, const char* loggerName, uint16_t loggerId = 1, uint32_t usec = 0) {
+        marker();
+        thread(threadId, threadName);
+        event(eventId, seq, count, fmt);
+        logger(loggerId, loggerName);
+        level(Level::Info);
+        time(1700000000, usec);
+    }
 };
 
 /// Passes replayed events only: this process's own records (the clock
@@ -266,18 +285,10 @@ TEST_F(ActivityReaderTest, OtherByteOrder) {
         capture->clear();
         SessionBuilder b;
         b.swap = swap;
-        b.marker();
-        b.thread(5, "writer");
-        b.event((3u << 16) | 42, 9, 4, "n=%d u=%u h=%hd f=%.1f");
-        b.logger(12, "other.order");
-        b.level(Level::Info);
-        b.time(1700000000, 5);
-        b.bytes += 'j';
-        b.put<int32_t>(-5);
-        b.bytes += 'k';
-        b.put<uint32_t>(4000000000u);
-        b.bytes += 'g';
-        b.put<int16_t>(-2);
+        b.head(5, "writer", (3u << 16) | 42, 9, 4, "n=%d u=%u h=%hd f=%.1f", "other.order", 12, 5);
+        b.detail<int32_t>('j', -5);
+        b.detail<uint32_t>('k', 4000000000u);
+        b.detail<int16_t>('g', -2);
         b.bytes += 'f';
         float f = 1.5f;
         b.bytes.append(reinterpret_cast<const char*>(&f), 4); // floats stay as written
@@ -294,21 +305,10 @@ TEST_F(ActivityReaderTest, OtherByteOrder) {
 // reads the next session. Nothing past the map is read.
 TEST_F(ActivityReaderTest, CutAndUnterminatedSessions) {
     SessionBuilder b;
-    b.marker();
-    b.thread(1, "first");
-    b.event(1, 1, 1, "one %s");
-    b.logger(1, "cut.a");
-    b.level(Level::Info);
-    b.time(1700000000, 0);
-    b.bytes += 's';
-    b.text("done");
+    b.head(1, "first", 1, 1, 1, "one %s", "cut.a");
+    b.detail("done");
     // no '>': the next session follows at once
-    b.marker();
-    b.thread(2, "second");
-    b.event(1, 2, 1, "two %s");
-    b.logger(1, "cut.a");
-    b.level(Level::Info);
-    b.time(1700000000, 0);
+    b.head(2, "second", 1, 2, 1, "two %s", "cut.a");
     b.bytes += 's';
     b.bytes += "trunc"; // string with no terminator: the file ends here
 
@@ -341,61 +341,43 @@ TEST_F(ActivityReaderTest, MalformedStreams) {
         std::string bytes;
         const char* text;
     };
-    std::vector<Case> cases;
-    {
+    // Each session opens with a marker and a thread record unless `bare`.
+    auto session = [](void (*fill)(SessionBuilder&), bool bare = false) {
         SessionBuilder b;
         b.marker();
-        b.thread(1, "t");
-        b.end(); // an event must follow a thread record
-        cases.push_back({"end after thread", b.bytes, "Expecting LogEvent token but found invalid token 0x3e"});
-    }
-    {
-        SessionBuilder b;
-        b.marker();
-        b.thread(1, "t");
-        b.bytes += 'A'; // short form of an event never defined: no parameters
-        b.put<uint32_t>(99);
-        b.put<uint32_t>(1);
-        b.logger(1, "m.a");
-        b.level(Level::Info);
-        b.bytes += 'j';
-        b.put<int32_t>(1);
+        if (!bare)
+            b.thread(1, "t");
+        fill(b);
         b.end();
-        cases.push_back({"undefined short event", b.bytes, "Expecting LogEvent token but found invalid token 0x6a"});
-    }
-    {
-        SessionBuilder b;
-        b.marker();
-        b.thread(1, "t");
-        b.event(1, 1, 0, "no logger");
-        b.end();
-        cases.push_back({"no logger", b.bytes, "Missing logger token for event stream"});
-    }
-    {
-        SessionBuilder b;
-        b.marker();
-        b.thread(1, "t");
-        b.event(1, 1, 1, "%d");
-        b.logger(1, "m.b");
-        b.level(Level::Info);
-        b.bytes += 'q';
-        b.end();
-        cases.push_back({"bad detail", b.bytes, "Invalid token 0x71 in data at offset"});
-    }
-    {
-        SessionBuilder b;
-        b.marker();
-        b.bytes[1] = 3;
-        b.end();
-        cases.push_back({"newer", b.bytes, "has a newer version in file header at position 0"});
-    }
-    {
-        SessionBuilder b;
-        b.marker();
-        b.bytes[2] = 0x22;
-        b.end();
-        cases.push_back({"endian", b.bytes, "has an undefined endian notation in file header at position 0"});
-    }
+        return b.bytes;
+    };
+    const std::vector<Case> cases = {
+        // An event must follow a thread record.
+        {"end after thread", session([](SessionBuilder&) {}),
+         "Expecting LogEvent token but found invalid token 0x3e"},
+        // The short form of an event never defined: no parameters.
+        {"undefined short event", session([](SessionBuilder& b) {
+             b.detail<uint32_t>('A', 99);
+             b.put<uint32_t>(1);
+             b.logger(1, "m.a");
+             b.level(Level::Info);
+             b.detail<int32_t>('j', 1);
+         }),
+         "Expecting LogEvent token but found invalid token 0x6a"},
+        {"no logger", session([](SessionBuilder& b) { b.event(1, 1, 0, "no logger"); }),
+         "Missing logger token for event stream"},
+        {"bad detail", session([](SessionBuilder& b) {
+             b.event(1, 1, 1, "%d");
+             b.logger(1, "m.b");
+             b.level(Level::Info);
+             b.bytes += 'q';
+         }),
+         "Invalid token 0x71 in data at offset"},
+        {"newer", session([](SessionBuilder& b) { b.bytes[1] = 3; }, true),
+         "has a newer version in file header at position 0"},
+        {"endian", session([](SessionBuilder& b) { b.bytes[2] = 0x22; }, true),
+         "has an undefined endian notation in file header at position 0"},
+    };
     for (const Case& c : cases) {
         writeFile(path, c.bytes);
         ActivityFile file(path.c_str());
@@ -413,19 +395,11 @@ TEST_F(ActivityReaderTest, StringNumbersAreSessionLocal) {
     std::string all;
     for (const char* word : {"alpha", "beta"}) {
         SessionBuilder b;
-        b.marker();
-        b.thread(4, "same");
-        b.event(1, 1, 1, "%s");
-        b.logger(1, "strings.local");
-        b.level(Level::Info);
-        b.time(1700000000, 0);
-        b.bytes += 's';
-        b.text(word);
-        b.bytes += 'A'; // second event: same location, its detail by reference
-        b.put<uint32_t>(1);
+        b.head(4, "same", 1, 1, 1, "%s", "strings.local");
+        b.detail(word);
+        b.detail<uint32_t>('A', 1); // second event: same location, its detail by reference
         b.put<uint32_t>(2);
-        b.bytes += 'S';
-        b.put<uint16_t>(0); // string 0 of this session: the file name
+        b.detail<uint16_t>('S', 0); // string 0 of this session: the file name
         b.end();
         all += b.bytes;
     }

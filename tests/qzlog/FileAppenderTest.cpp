@@ -143,27 +143,26 @@ TEST_F(FileAppenderTest, LoserOfTheRaceReopens) {
 // Size texts: suffixes need a "B", 3GB is the largest, anything else keeps
 // the old size and is reported.
 TEST_F(FileAppenderTest, MaxFileSizeTexts) {
+    struct Row {
+        const char* text;
+        unsigned int size;  // what getMaxFileSize() answers afterwards
+        unsigned int fault; // the message reported, 0 for none
+    };
+    const Row rows[] = {
+        {"1MB", 1048576u, 0}, {"10kb", 10240u, 0}, {"3GB", 3221225472u, 0}, {"0", 0u, 0}, {"2048", 2048u, 0},
+        {"10M", 2048u, 1531}, {"10MBx", 2048u, 1531}, {"7TB", 2048u, 1531}, // bad suffix: size kept
+        {"4GB", 2048u, 1530}, {"4194304KB", 2048u, 1530},                   // too large: size kept
+    };
     RollingFileAppender a("sizes");
-    a.setMaxFileSize("1MB");
-    EXPECT_EQ(1048576u, a.getMaxFileSize());
-    a.setMaxFileSize("10kb");
-    EXPECT_EQ(10240u, a.getMaxFileSize());
-    a.setMaxFileSize("3GB");
-    EXPECT_EQ(3221225472u, a.getMaxFileSize());
-    a.setMaxFileSize("0");
-    EXPECT_EQ(0u, a.getMaxFileSize());
-    a.setMaxFileSize("2048");
-    size_t before = faults.count();
-    a.setMaxFileSize("10M");
-    a.setMaxFileSize("10MBx");
-    a.setMaxFileSize("7TB");
-    EXPECT_EQ(before + 3, faults.count());
-    EXPECT_EQ(1531u, faults.faults().back().number);
-    a.setMaxFileSize("4GB");
-    EXPECT_EQ(1530u, faults.faults().back().number);
-    a.setMaxFileSize("4194304KB");
-    EXPECT_EQ(1530u, faults.faults().back().number);
-    EXPECT_EQ(2048u, a.getMaxFileSize());
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.text);
+        const size_t before = faults.count();
+        a.setMaxFileSize(r.text);
+        EXPECT_EQ(r.size, a.getMaxFileSize());
+        ASSERT_EQ(before + (r.fault ? 1 : 0), faults.count());
+        if (r.fault)
+            EXPECT_EQ(r.fault, faults.faults().back().number);
+    }
 }
 
 // A file that cannot be opened is reported once, and the process goes on.

@@ -1,5 +1,5 @@
 //===- tests/qzlog/LoggingPauseTest.cpp - Pausing output and call stacks --===//
-#include "CaptureAppender.h"
+#include "LogTestUtil.h"
 
 #include "qzlog/LogMacros.h"
 #include "qzlog/LoggerRepository.h"
@@ -17,19 +17,14 @@ using namespace qzs::qzlib::qzlog;
 
 namespace {
 
-class LoggingPauseTest : public ::testing::Test {
-protected:
-    void SetUp() override { qztest::resetLogging(); }
-    void TearDown() override { qztest::resetLogging(); }
-};
+class LoggingPauseTest : public qztest::LoggingTest {};
 
 // An event logged on another thread while a pause lives is held at the
 // logger and delivered once the pause ends, not lost and not early.
 TEST_F(LoggingPauseTest, HoldsEventsUntilReleased) {
-    Logger* logger = Logger::getRepository().getLogger("pause.held");
-    qztest::CaptureAppender capture("pause-capture");
-    logger->addAppender(capture);
-    logger->setLevel(Level::Info);
+    qztest::CapturedLogger log("pause.held", nullptr, Level::Info);
+    Logger* logger = log.logger;
+    qztest::CaptureAppender& capture = *log.capture;
 
     std::atomic<bool> done{false};
     std::promise<void> started;
@@ -49,25 +44,21 @@ TEST_F(LoggingPauseTest, HoldsEventsUntilReleased) {
     writer.join();
     ASSERT_EQ(1u, capture.count());
     EXPECT_EQ("written during the pause\n", capture.last());
-    logger->removeAllAppenders();
 }
 
 // A call stack logged as an argument comes out as text lines, never as a
 // hex dump, and the snapshot names more than one frame.
 TEST_F(LoggingPauseTest, CallStackLogsAsText) {
-    Logger* logger = Logger::getRepository().getLogger("pause.stack");
-    qztest::CaptureAppender capture("pause-stack");
-    logger->addAppender(capture);
-    logger->setLevel(Level::Info);
+    qztest::CapturedLogger log("pause.stack", nullptr, Level::Info);
+    qztest::CaptureAppender& capture = *log.capture;
     LoggingCallStack stack;
     EXPECT_EQ(std::strlen(stack.data()) + 1, stack.size());
-    QZ_INFO(logger, "stack:\n%s", stack);
+    QZ_INFO(log.logger, "stack:\n%s", stack);
     ASSERT_EQ(1u, capture.count());
     std::string text = capture.last();
     EXPECT_EQ(0u, text.find("stack:\n"));
     EXPECT_EQ(std::string::npos, text.find("000000:"));
     EXPECT_GT(std::count(text.begin(), text.end(), '\n'), 2);
-    logger->removeAllAppenders();
 }
 
 } // namespace

@@ -172,16 +172,15 @@ TEST_F(PatternLayoutTest, NodeAndKeywordNames) {
     EXPECT_STREQ(makeNode("x/y\\z.cpp", "/\\", 1, out), "z.cpp");
     EXPECT_STREQ(makeNode("x/y\\z.cpp", "/\\", 2, out), "y\\z.cpp");
 
-    makeRCSName("$Id: dir/file.cpp $", out);
-    EXPECT_STREQ(out, "dir/file.cpp");
-    makeRCSName("$Source: /r/file.cpp,v $", out);
-    EXPECT_STREQ(out, "/r/file.cpp,v");
-    makeRCSName("$Id:file.cpp$", out);
-    EXPECT_STREQ(out, "$Id:file.cpp$");
-    makeRCSName("$Id: file.cpp", out);
-    EXPECT_STREQ(out, "$Id: file.cpp");
-    makeRCSName("plain.cpp", out);
-    EXPECT_STREQ(out, "plain.cpp");
+    auto rcs = [&out](const char* name) {
+        makeRCSName(name, out);
+        return std::string(out);
+    };
+    EXPECT_EQ(rcs("$Id: dir/file.cpp $"), "dir/file.cpp");
+    EXPECT_EQ(rcs("$Source: /r/file.cpp,v $"), "/r/file.cpp,v");
+    EXPECT_EQ(rcs("$Id:file.cpp$"), "$Id:file.cpp$");
+    EXPECT_EQ(rcs("$Id: file.cpp"), "$Id: file.cpp");
+    EXPECT_EQ(rcs("plain.cpp"), "plain.cpp");
 }
 
 TEST_F(PatternLayoutTest, ThreadIsTheEventsThread) {

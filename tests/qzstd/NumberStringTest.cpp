@@ -19,31 +19,28 @@ template <typename Writer> std::string fenced(Writer write, size_t width) {
     return std::string(buffer, width + 1);
 }
 
+// Answers "<returned length>:<text>" of a *ToString writer.
+template <typename Writer> std::string counted(Writer write) {
+    char out[32];
+    const size_t n = write(out);
+    return std::to_string(n) + ":" + out;
+}
+
 TEST(NumberStringTest, ToStringExtremes) {
     // Every width at its limits, the most negative values included; the result is the length.
-    char out[24];
-    EXPECT_EQ(i64ToString(INT64_MIN, out), 20u);
-    EXPECT_STREQ(out, "-9223372036854775808");
-    EXPECT_EQ(i64ToString(INT64_MAX, out), 19u);
-    EXPECT_STREQ(out, "9223372036854775807");
-    EXPECT_EQ(u64ToString(UINT64_MAX, out), 20u);
-    EXPECT_STREQ(out, "18446744073709551615");
-    EXPECT_EQ(i32ToString(INT32_MIN, out), 11u);
-    EXPECT_STREQ(out, "-2147483648");
-    EXPECT_EQ(u32ToString(UINT32_MAX, out), 10u);
-    EXPECT_STREQ(out, "4294967295");
-    EXPECT_EQ(i16ToString(INT16_MIN, out), 6u);
-    EXPECT_STREQ(out, "-32768");
-    EXPECT_EQ(u16ToString(UINT16_MAX, out), 5u);
-    EXPECT_STREQ(out, "65535");
-    EXPECT_EQ(i8ToString(INT8_MIN, out), 4u);
-    EXPECT_STREQ(out, "-128");
-    EXPECT_EQ(u8ToString(UINT8_MAX, out), 3u);
-    EXPECT_STREQ(out, "255");
-    EXPECT_EQ(i32ToString(0, out), 1u);
-    EXPECT_STREQ(out, "0");
-    EXPECT_EQ(i8ToString(-1, out), 2u);
-    EXPECT_STREQ(out, "-1");
+    EXPECT_EQ(counted([](char* o) { return i64ToString(INT64_MIN, o); }),
+              "20:-9223372036854775808");
+    EXPECT_EQ(counted([](char* o) { return i64ToString(INT64_MAX, o); }), "19:9223372036854775807");
+    EXPECT_EQ(counted([](char* o) { return u64ToString(UINT64_MAX, o); }),
+              "20:18446744073709551615");
+    EXPECT_EQ(counted([](char* o) { return i32ToString(INT32_MIN, o); }), "11:-2147483648");
+    EXPECT_EQ(counted([](char* o) { return u32ToString(UINT32_MAX, o); }), "10:4294967295");
+    EXPECT_EQ(counted([](char* o) { return i16ToString(INT16_MIN, o); }), "6:-32768");
+    EXPECT_EQ(counted([](char* o) { return u16ToString(UINT16_MAX, o); }), "5:65535");
+    EXPECT_EQ(counted([](char* o) { return i8ToString(INT8_MIN, o); }), "4:-128");
+    EXPECT_EQ(counted([](char* o) { return u8ToString(UINT8_MAX, o); }), "3:255");
+    EXPECT_EQ(counted([](char* o) { return i32ToString(0, o); }), "1:0");
+    EXPECT_EQ(counted([](char* o) { return i8ToString(-1, o); }), "2:-1");
 }
 
 TEST(NumberStringTest, ToBufferPadsAndDropsHighDigits) {
@@ -63,25 +60,17 @@ TEST(NumberStringTest, ToBufferPadsAndDropsHighDigits) {
 
 TEST(NumberStringTest, HexAndOctal) {
     // Fixed-width hex drops high digits; qzHexString widens to fit; octal has no padding.
-    char out[32];
-    EXPECT_EQ(HexString(0xABC, out, 2, false), 2u);
-    EXPECT_STREQ(out, "bc");
-    HexString(0xABC, out, 6, true);
-    EXPECT_STREQ(out, "000ABC");
-    HexString(UINT64_MAX, out, 16, false);
-    EXPECT_STREQ(out, "ffffffffffffffff");
-    EXPECT_EQ(qzHexString(out, 0xabc, 2, false), 3u);
-    EXPECT_STREQ(out, "abc");
-    EXPECT_EQ(qzHexString(out, 0, 0, false), 1u);
-    EXPECT_STREQ(out, "0");
-    EXPECT_EQ(qzHexString(out, 0x1f, 4, true), 4u);
-    EXPECT_STREQ(out, "001F");
-    EXPECT_EQ(OctalString(8, out), 2u);
-    EXPECT_STREQ(out, "10");
-    EXPECT_EQ(OctalString(0, out), 1u);
-    EXPECT_STREQ(out, "0");
-    EXPECT_EQ(OctalString(UINT64_MAX, out), 22u);
-    EXPECT_STREQ(out, "1777777777777777777777");
+    EXPECT_EQ(counted([](char* o) { return HexString(0xABC, o, 2, false); }), "2:bc");
+    EXPECT_EQ(counted([](char* o) { return HexString(0xABC, o, 6, true); }), "6:000ABC");
+    EXPECT_EQ(counted([](char* o) { return HexString(UINT64_MAX, o, 16, false); }),
+              "16:ffffffffffffffff");
+    EXPECT_EQ(counted([](char* o) { return qzHexString(o, 0xabc, 2, false); }), "3:abc");
+    EXPECT_EQ(counted([](char* o) { return qzHexString(o, 0, 0, false); }), "1:0");
+    EXPECT_EQ(counted([](char* o) { return qzHexString(o, 0x1f, 4, true); }), "4:001F");
+    EXPECT_EQ(counted([](char* o) { return OctalString(8, o); }), "2:10");
+    EXPECT_EQ(counted([](char* o) { return OctalString(0, o); }), "1:0");
+    EXPECT_EQ(counted([](char* o) { return OctalString(UINT64_MAX, o); }),
+              "22:1777777777777777777777");
 }
 
 } // namespace

@@ -92,29 +92,24 @@ TEST(SyncTest, SpinlockAndScopedLock) {
     ScopedLock none(static_cast<Mutex*>(nullptr));
 }
 
-TEST(SyncTest, ManualEventStaysFired) {
-    // A manual event stays fired through waits until Reset.
-    Event e(Event::ManualReset);
-    EXPECT_FALSE(e.IsFired());
-    e.Fire();
-    EXPECT_TRUE(e.Wait(0));
-    EXPECT_TRUE(e.IsFired());
-    EXPECT_TRUE(e.Wait(5));
-    EXPECT_TRUE(e.IsFired());
-    e.Reset();
-    EXPECT_FALSE(e.IsFired());
-    EXPECT_FALSE(e.Wait(1));
-}
-
-TEST(SyncTest, AutoEventIsConsumedByOneWait) {
-    // An auto event is cleared by the wait that sees it; the next wait times out.
-    Event e(Event::AutoReset);
-    e.Fire();
-    EXPECT_TRUE(e.IsFired());
-    EXPECT_TRUE(e.Wait(0));
-    EXPECT_FALSE(e.IsFired());
-    EXPECT_FALSE(e.Wait(20));
-    EXPECT_FALSE(e.IsFired());
+TEST(SyncTest, ManualEventStaysFiredAutoEventIsConsumed) {
+    // A manual event stays fired through waits until Reset; an auto event is
+    // cleared by the wait that sees it, so the next wait times out.
+    for (Event::Type type : {Event::ManualReset, Event::AutoReset}) {
+        const bool manual = type == Event::ManualReset;
+        SCOPED_TRACE(manual ? "manual" : "auto");
+        Event e(type);
+        EXPECT_FALSE(e.IsFired());
+        e.Fire();
+        EXPECT_TRUE(e.IsFired());
+        EXPECT_TRUE(e.Wait(0));
+        EXPECT_EQ(manual, e.IsFired());
+        EXPECT_EQ(manual, e.Wait(20));
+        EXPECT_EQ(manual, e.IsFired());
+        e.Reset();
+        EXPECT_FALSE(e.IsFired());
+        EXPECT_FALSE(e.Wait(1));
+    }
 }
 
 TEST(SyncTest, TimeoutCarriesIntoTheNextSecond) {

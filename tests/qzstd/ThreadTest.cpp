@@ -1,13 +1,13 @@
 //===- tests/qzstd/ThreadTest.cpp - Threads, the thread list, main ---------===//
+#include "FaultCollector.h"
+
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/Logger.h"
-#include "qzstd/FaultReport.h"
 #include "qzstd/MainThread.h"
 #include "qzstd/Thread.h"
 
 #include <gtest/gtest.h>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -16,27 +16,9 @@ using namespace qzs::qzlib::MultiThreading;
 
 namespace {
 
-std::mutex g_faultsMutex;
-std::vector<unsigned int> g_faults;
-
-void collectFault(const detail::Fault& fault) {
-    std::lock_guard<std::mutex> guard(g_faultsMutex);
-    g_faults.push_back(fault.number);
-}
-
 class ThreadTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::lock_guard<std::mutex> guard(g_faultsMutex);
-        g_faults.clear();
-        previous = detail::setFaultSink(&collectFault);
-    }
-    void TearDown() override { detail::setFaultSink(previous); }
-    std::vector<unsigned int> faults() {
-        std::lock_guard<std::mutex> guard(g_faultsMutex);
-        return g_faults;
-    }
-    detail::FaultSink previous = nullptr;
+    qztest::FaultCollector faults;
 };
 
 struct Seen {
@@ -73,7 +55,7 @@ TEST_F(ThreadTest, ExitCodesAndStates) {
     Thread quitter(&terminate, "quitter");
     quitter.Start(nullptr);
     EXPECT_EQ(0u, quitter.WaitForExit());
-    EXPECT_TRUE(faults().empty());
+    EXPECT_EQ(0u, faults.count());
 }
 
 // Unnamed threads get consecutive generated names, and an overlong name is
@@ -106,13 +88,13 @@ TEST_F(ThreadTest, MisuseIsReportedAndProceeds) {
     twice.Start(&s2);
     twice.WaitForExit();
     EXPECT_EQ("twice", s2.listName);
-    std::vector<unsigned int> f = faults();
-    ASSERT_FALSE(f.empty());
-    EXPECT_EQ(1112u, f[0]);
+    const size_t reported = faults.count();
+    ASSERT_GT(reported, 0u);
+    EXPECT_EQ(1112u, faults.faults()[0].number);
 
     Thread unstarted(&recordSelf, "never");
     unstarted.SetStackSize(1 << 20);
-    EXPECT_TRUE(faults().size() == f.size()) << "attributes may change before a start";
+    EXPECT_EQ(reported, faults.count()) << "attributes may change before a start";
 }
 
 std::vector<std::string> g_order;
