@@ -4,9 +4,22 @@
 # qz_add_sources(file...): adds sources of the calling folder to libqzlib.
 function(qz_add_sources)
   foreach(src IN LISTS ARGN)
-    target_sources(qzlib PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${src})
+    target_sources(qzlib_objects PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${src})
   endforeach()
 endfunction()
+
+# qz_link_libraries([PUBLIC lib...] [PRIVATE lib...]): libraries the library
+# uses, given to its objects (for their include paths) and to both of its
+# linked forms.
+function(qz_link_libraries)
+  cmake_parse_arguments(L "" "" "PUBLIC;PRIVATE" ${ARGN})
+  foreach(t qzlib_objects qzlib qzlib_internal)
+    target_link_libraries(${t} PUBLIC ${L_PUBLIC} PRIVATE ${L_PRIVATE})
+  endforeach()
+endfunction()
+
+# The library as the test suites link it: every object, all symbols visible.
+set(QZ_INTERNAL_LIB "$<LINK_LIBRARY:WHOLE_ARCHIVE,qzlib_internal>")
 
 # qz_add_headers(file...): public headers of the calling folder, installed
 # under include/qzlib/<folder>/.
@@ -25,7 +38,7 @@ function(qz_add_test)
   cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
-  target_link_libraries(${T_NAME} PRIVATE qzlib qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
+  target_link_libraries(${T_NAME} PRIVATE ${QZ_INTERNAL_LIB} qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")
 endfunction()

@@ -14,6 +14,8 @@
 #ifndef QZLOG_ACTIVITYFILE_H
 #define QZLOG_ACTIVITYFILE_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/LoggingEvent.h"
 
 #include <cstdint>
@@ -27,7 +29,7 @@ namespace qzlog {
 class Logger;
 
 /// A read-only private mapping of a whole file.
-struct mmapFile {
+struct QZ_API mmapFile {
     int descriptor = -1;
     const unsigned char* address = nullptr;
     uint32_t size = 0; ///< the low 32 bits of the file size: 4 GiB and more read short
@@ -45,7 +47,7 @@ struct mmapFile {
 /// names stay pointers into the map, which lives as long as the object.
 /// Failures are reported (message 1239, or 1091 for a file that cannot be
 /// opened) and their text kept in lastError().
-class ActivityFile {
+class QZ_API ActivityFile {
 public:
     explicit ActivityFile(const char* fileName);
     ~ActivityFile();

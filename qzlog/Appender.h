@@ -9,6 +9,8 @@
 #ifndef QZLOG_APPENDER_H
 #define QZLOG_APPENDER_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Mutex.h"
 
 #include <cstdint>
@@ -32,7 +34,7 @@ class LoggingEvent;
 /// subclass's file state need no lock of their own. Filters run outside it.
 /// The registry has no lock: make and destroy appenders at start-up or while
 /// loading a configuration.
-class Appender {
+class QZ_API Appender {
 public:
     /// Enters the registry (starting the framework if needed).
     explicit Appender(const char* name);

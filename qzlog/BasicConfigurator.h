@@ -2,6 +2,8 @@
 #ifndef QZLOG_BASICCONFIGURATOR_H
 #define QZLOG_BASICCONFIGURATOR_H
 
+#include "qzstd/Export.h"
+
 namespace qzs {
 namespace qzlib {
 namespace qzlog {
@@ -9,7 +11,7 @@ namespace qzlog {
 class Appender;
 
 /// Configuration without a file.
-class BasicConfigurator {
+class QZ_API BasicConfigurator {
 public:
     /// Attaches a console appender on stdout, named
     /// "BasicConfigurator::configure", with the pattern

@@ -13,6 +13,8 @@
 #ifndef QZLOG_CDATAITEM_H
 #define QZLOG_CDATAITEM_H
 
+#include "qzstd/Export.h"
+
 #include <sys/time.h>
 
 #include <cstdint>
@@ -26,7 +28,7 @@ namespace qzlib {
 /// "<NIL>" and, when logger "qzlog.CDataItem" is enabled at ERROR, logged
 /// there with the caller's stack. The caller frees the result with free().
 /// A failed strdup is not checked.
-char* SafeStrdup(char const* text);
+QZ_API char* SafeStrdup(char const* text);
 
 /// A tagged value. The tag is fixed at construction (copy-assignment aside);
 /// every other assignment converts into it or is dropped.
@@ -44,7 +46,7 @@ char* SafeStrdup(char const* text);
 ///
 /// Thread safety: none. One thread uses an item at a time; the context that
 /// holds it decides how it is shared.
-class CDataItem {
+class QZ_API CDataItem {
 public:
     /// The tags, fixed by the value type the item was built with.
     enum Type : uint32_t {

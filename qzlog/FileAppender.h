@@ -14,6 +14,8 @@
 #ifndef QZLOG_FILEAPPENDER_H
 #define QZLOG_FILEAPPENDER_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/WriterAppender.h"
 
 #include <cstdio>
@@ -25,7 +27,7 @@ namespace qzlog {
 
 /// A POSIX record lock on an open stream. Type 1 locks one byte at the
 /// process id's offset (shared among processes), type 2 the whole file.
-class FileLock {
+class QZ_API FileLock {
 public:
     enum FileLockType { None = 0, Shared = 1, Exclusive = 2 };
 
@@ -48,7 +50,7 @@ public:
 /// A file that cannot be opened is reported once per name (message 1525)
 /// and its events are dropped until a later open succeeds. All file state is
 /// guarded by the appender's lock.
-class FileAppender : public WriterAppender {
+class QZ_API FileAppender : public WriterAppender {
 public:
     explicit FileAppender(const char* name);
 
@@ -91,7 +93,7 @@ public:
 /// inode reopens instead of rolling again. Open it with setAppend(true) when
 /// processes share it. The file's size is read by fstat every 16 writes, and
 /// at every write once within 64 KiB of the limit.
-class RollingFileAppender : public FileAppender {
+class QZ_API RollingFileAppender : public FileAppender {
 public:
     explicit RollingFileAppender(const char* name);
 
@@ -134,7 +136,7 @@ private:
 
 /// A file whose name is the base name plus a date pattern, rendered in local
 /// time: "-%Y%m%d" starts a new file at midnight. Appends by default.
-class DailyRollingFileAppender : public FileAppender {
+class QZ_API DailyRollingFileAppender : public FileAppender {
 public:
     explicit DailyRollingFileAppender(const char* name);
 

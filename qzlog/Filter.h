@@ -8,6 +8,8 @@
 #ifndef QZLOG_FILTER_H
 #define QZLOG_FILTER_H
 
+#include "qzstd/Export.h"
+
 #include <string>
 
 namespace qzs {
@@ -18,7 +20,7 @@ class LoggingEvent;
 
 /// Base of the filters. decide() runs outside the appender's lock and must
 /// change nothing, so filters need no lock.
-class Filter {
+class QZ_API Filter {
 public:
     typedef int Action;
     static constexpr Action Deny = -1;
@@ -35,13 +37,13 @@ public:
 };
 
 /// Denies everything.
-class DenyAllFilter : public Filter {
+class QZ_API DenyAllFilter : public Filter {
 public:
     Action decide(const LoggingEvent*) const override { return Deny; }
 };
 
 /// `action` when the event's level equals `level`, else neutral.
-class LevelMatchFilter : public Filter {
+class QZ_API LevelMatchFilter : public Filter {
 public:
     LevelMatchFilter(unsigned char level, Action action) : level(level), action(action) {}
     Action decide(const LoggingEvent* event) const override;
@@ -52,7 +54,7 @@ public:
 /// `action` when the level lies in [levelMin, levelMax], else deny. Kept on
 /// purpose: outside the range is denied outright, where the other filters
 /// stay neutral on a mismatch.
-class LevelRangeFilter : public Filter {
+class QZ_API LevelRangeFilter : public Filter {
 public:
     LevelRangeFilter(unsigned char levelMin, unsigned char levelMax, Action action)
         : levelMin(levelMin), levelMax(levelMax), action(action) {}
@@ -65,7 +67,7 @@ public:
 /// `action` when `text` occurs (case-sensitive) in the trimmed message, else
 /// neutral. Renders the message each time it is asked: put level filters
 /// first in a chain.
-class StringMatchFilter : public Filter {
+class QZ_API StringMatchFilter : public Filter {
 public:
     StringMatchFilter(const char* text, Action action) : text(text ? text : ""), action(action) {}
     Action decide(const LoggingEvent* event) const override;
@@ -75,7 +77,7 @@ public:
 
 /// `action` when `text` occurs in the name of the calling thread, at the time
 /// of the call, else neutral.
-class ThreadNameMatchFilter : public StringMatchFilter {
+class QZ_API ThreadNameMatchFilter : public StringMatchFilter {
 public:
     ThreadNameMatchFilter(const char* text, Action action) : StringMatchFilter(text, action) {}
     Action decide(const LoggingEvent* event) const override;

@@ -7,6 +7,8 @@
 #ifndef QZLOG_LAYOUT_H
 #define QZLOG_LAYOUT_H
 
+#include "qzstd/Export.h"
+
 #include <string>
 
 namespace qzs {
@@ -16,7 +18,7 @@ namespace qzlog {
 class LoggingEvent;
 
 /// Base of the layouts. An appender owns its layout from setLayout on.
-class Layout {
+class QZ_API Layout {
 public:
     virtual ~Layout() {}
     /// Appends the text of `event` to `out`.
@@ -33,7 +35,7 @@ public:
 };
 
 /// The marker of an appender that takes whole buffers of activity tokens.
-class BinaryLayout : public Layout {
+class QZ_API BinaryLayout : public Layout {
 public:
     void format(const LoggingEvent*, std::string&) override {}
     /// "application/x.binary-log".

@@ -7,13 +7,15 @@
 #ifndef QZLOG_LEVEL_H
 #define QZLOG_LEVEL_H
 
+#include "qzstd/Export.h"
+
 namespace qzs {
 namespace qzlib {
 namespace qzlog {
 
 /// The level scale and the process-wide table of level names.
 /// Inherit is only ever a configured level, never the level of an event.
-class Level {
+class QZ_API Level {
 public:
     static constexpr unsigned char Inherit = 0;
     static constexpr unsigned char All = 1;

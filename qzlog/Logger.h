@@ -13,6 +13,8 @@
 #ifndef QZLOG_LOGGER_H
 #define QZLOG_LOGGER_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/Level.h"
 #include "qzlog/LoggingEvent.h"
 #include "qzstd/Mutex.h"
@@ -30,14 +32,14 @@ class LogThreadContext;
 class LoggerRepository;
 
 /// Brings the framework up once; safe from any thread and before main.
-void qzlogInitialize();
-void _qzlogInitialize();
-void _qzlogStart();
-void _qzlogTerminate();
+QZ_API void qzlogInitialize();
+QZ_API void _qzlogInitialize();
+QZ_API void _qzlogStart();
+QZ_API void _qzlogTerminate();
 /// True once the framework's start-up has run.
-bool qzlogInitialized();
+QZ_API bool qzlogInitialized();
 /// Always false in this library; both branches stay in the code that tests it.
-bool qzlogIsSingleThreaded();
+QZ_API bool qzlogIsSingleThreaded();
 
 /// A node of the logger tree.
 ///
@@ -46,7 +48,7 @@ bool qzlogIsSingleThreaded();
 /// `lock` guards the appender list and is held while an event is offered to
 /// this logger's appenders. Lock order: logger lock, then an appender's lock;
 /// ancestors' locks are taken one at a time, never nested.
-class Logger {
+class QZ_API Logger {
 public:
     /// A logger whose effective byte is its own `ownLevelByte`.
     Logger(unsigned short id, const char* name);

@@ -9,6 +9,8 @@
 #ifndef QZLOG_LOGGERREPOSITORY_H
 #define QZLOG_LOGGERREPOSITORY_H
 
+#include "qzstd/Export.h"
+
 #include <string>
 #include <vector>
 
@@ -24,7 +26,7 @@ class LogBufferImpl;
 ///
 /// Lock order: repository mutex, then the name mutex; repository mutex, then
 /// a logger's lock. The configuration lock is taken alone.
-class LoggerRepository {
+class QZ_API LoggerRepository {
 public:
     LoggerRepository();
     ~LoggerRepository();

@@ -9,6 +9,8 @@
 #ifndef QZLOG_LOGGINGEVENT_H
 #define QZLOG_LOGGINGEVENT_H
 
+#include "qzstd/Export.h"
+
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -26,14 +28,14 @@ class LogThreadContext;
 class LoggingCallStack;
 
 /// Seconds and microseconds, 32 bits each.
-struct timeval32_t {
+struct QZ_API timeval32_t {
     uint32_t tv_sec;
     uint32_t tv_usec;
 };
 
 /// A log argument of raw bytes, rendered as a hex dump. A null pointer
 /// stores length 0.
-struct LoggingRawData {
+struct QZ_API LoggingRawData {
     const void* data;
     uint32_t length;
     LoggingRawData(const void* d, unsigned long n) : data(d), length(d ? static_cast<uint32_t>(n) : 0) {}
@@ -58,7 +60,7 @@ enum : LogDataType {
 
 /// What never changes for one log statement. The pointers are the caller's
 /// string literals, kept for ever and never copied.
-struct LocationDependentAttributes {
+struct QZ_API LocationDependentAttributes {
     const char* format;
     const char* file;
     const char* function;
@@ -67,7 +69,7 @@ struct LocationDependentAttributes {
 };
 
 /// What changes with each event.
-struct LocationIndependentAttributes {
+struct QZ_API LocationIndependentAttributes {
     timeval32_t time;
     unsigned int sequence;
     unsigned int threadNumber;
@@ -80,7 +82,7 @@ struct LocationIndependentAttributes {
 /// Location records live in a process-wide table keyed by (source file
 /// pointer, line) and are never freed. Kept on purpose: two statements on one
 /// source line share the first statement's record, format included.
-struct EventAttributes {
+struct QZ_API EventAttributes {
     LocationDependentAttributes* location;
     LocationIndependentAttributes attributes;
     unsigned int eventId;
@@ -105,7 +107,7 @@ struct EventAttributes {
 
 /// One event, on the stack of the logging thread. Owns nothing: `details`
 /// point into the thread's log buffer and stay valid until `log` returns.
-class LoggingEvent {
+class QZ_API LoggingEvent {
 public:
     static constexpr unsigned int MaxDetails = 16;
 
@@ -208,7 +210,7 @@ private:
 };
 
 /// The hand-over point to the thread's binary buffer.
-class LogBuffer {
+class QZ_API LogBuffer {
 public:
     virtual ~LogBuffer() {}
     /// Opens the event's record; must come before any detail.

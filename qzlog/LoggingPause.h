@@ -9,6 +9,8 @@
 #ifndef QZLOG_LOGGINGPAUSE_H
 #define QZLOG_LOGGINGPAUSE_H
 
+#include "qzstd/Export.h"
+
 #include <string>
 #include <vector>
 
@@ -24,7 +26,7 @@ class Logger;
 /// one (lock order: repository mutex, then logger locks), and does not log
 /// while the pause lives: a log call may deliver a full buffer, which takes
 /// the repository mutex, out of order behind the logger locks held here.
-class LoggingPause {
+class QZ_API LoggingPause {
 public:
     LoggingPause();
     ~LoggingPause();
@@ -38,7 +40,7 @@ private:
 /// The calling thread's stack as text, one frame per line from the caller
 /// of the constructor on; "<Unavailable>" when it cannot be read. Log it as
 /// an argument: it stores as text.
-class LoggingCallStack {
+class QZ_API LoggingCallStack {
 public:
     LoggingCallStack();
     const char* data() const { return m_data; }

@@ -8,6 +8,8 @@
 #ifndef QZLOG_LOGGINGTIME_H
 #define QZLOG_LOGGINGTIME_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/LoggingEvent.h"
 
 #include <atomic>
@@ -29,7 +31,7 @@ namespace qzlog {
 /// sleeps with no timer until a reader wakes it with a fresh stamp.
 /// The back-off fields are relaxed atomics: a lost update only costs a late
 /// back-off or one extra wake-up.
-class LoggingTime {
+class QZ_API LoggingTime {
 public:
     static void Initialize();
     /// Starts the "TimeThread" (not in single-threaded mode).

@@ -15,6 +15,8 @@
 #ifndef QZLOG_PATTERNLAYOUT_H
 #define QZLOG_PATTERNLAYOUT_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingEvent.h"
 
@@ -29,7 +31,7 @@ class Token;
 /// Thread safety: format() reuses a scratch text of the layout with no lock
 /// of its own; the appender's lock serialises it. Do not share one
 /// PatternLayout between appenders.
-class PatternLayout : public Layout {
+class QZ_API PatternLayout : public Layout {
 public:
     explicit PatternLayout(const char* pattern);
     ~PatternLayout() override;
@@ -53,11 +55,11 @@ private:
 /// Copies the last `components` parts of `path`, counted by the characters of
 /// `delimiters` from the end; 0, or fewer delimiters than asked, copies all.
 /// Returns `out`. REQUIRES: `out` holds strlen(path) + 1 bytes.
-char* makeNode(const char* path, const char* delimiters, unsigned int components, char* out);
+QZ_API char* makeNode(const char* path, const char* delimiters, unsigned int components, char* out);
 
 /// Strips a version-control keyword wrapper: "$Id: name $" gives "name".
 /// Any other text is copied as it is.
-void makeRCSName(const char* name, char* out);
+QZ_API void makeRCSName(const char* name, char* out);
 
 /// Renders `time` by the strftime `pattern` (null or "" for
 /// "%Y-%m-%d %a %Z %H:%M:%S"), in local time. Milliseconds follow "%S"
@@ -65,7 +67,7 @@ void makeRCSName(const char* name, char* out);
 /// interval and written as seconds "." milliseconds. Caches per thread, so
 /// strftime runs at most once a second and thread.
 /// REQUIRES: `out` holds 260 bytes.
-void makeTime(const timeval32_t& time, const char* pattern, char* out);
+QZ_API void makeTime(const timeval32_t& time, const char* pattern, char* out);
 
 } // namespace qzlog
 } // namespace qzlib

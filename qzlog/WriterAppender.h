@@ -7,6 +7,8 @@
 #ifndef QZLOG_WRITERAPPENDER_H
 #define QZLOG_WRITERAPPENDER_H
 
+#include "qzstd/Export.h"
+
 #include "qzlog/Appender.h"
 
 #include <cstdio>
@@ -24,7 +26,7 @@ namespace qzlog {
 /// its host down. The text buffer is reused, so steady output allocates
 /// nothing. The destructor does not close the stream: close() first to get
 /// the footer written (the repository's removeAllAppenders does).
-class WriterAppender : public Appender {
+class QZ_API WriterAppender : public Appender {
 public:
     explicit WriterAppender(const char* name);
     ~WriterAppender() override;
@@ -60,7 +62,7 @@ public:
 /// A WriterAppender on an existing stream (stdout, stderr) that it does not
 /// own: close() writes the footer and leaves the stream open. Flushes after
 /// every event.
-class ConsoleAppender : public WriterAppender {
+class QZ_API ConsoleAppender : public WriterAppender {
 public:
     ConsoleAppender(const char* name, FILE* stream, Layout* layout);
     void reset() override {}

@@ -7,6 +7,8 @@
 #ifndef QZSTD_EVENT_H
 #define QZSTD_EVENT_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Mutex.h"
 
 #include <pthread.h>
@@ -25,7 +27,7 @@ namespace MultiThreading {
 /// Kept on purpose: Fire wakes one waiter, not all. On a manual event with
 /// several waiters the others wake by their own timeouts or a later Fire.
 /// Thread-safe; failures of the underlying calls are reported, not returned.
-class Event {
+class QZ_API Event {
 public:
     enum Type { ManualReset = 0, AutoReset = 1 };
 

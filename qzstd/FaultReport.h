@@ -10,6 +10,8 @@
 #ifndef QZSTD_FAULTREPORT_H
 #define QZSTD_FAULTREPORT_H
 
+#include "qzstd/Export.h"
+
 #include <string>
 
 namespace qzs {
@@ -17,7 +19,7 @@ namespace qzlib {
 namespace detail {
 
 /// Where a fault was raised: component, source file, function and line.
-struct FaultSite {
+struct QZ_API FaultSite {
     const char* component;
     const char* file;
     const char* function;
@@ -25,7 +27,7 @@ struct FaultSite {
 };
 
 /// One reported fault: the catalogue number and its arguments, rendered.
-struct Fault {
+struct QZ_API Fault {
     FaultSite site;
     unsigned int number;
     std::string arguments;
@@ -37,18 +39,18 @@ using FaultSink = void (*)(const Fault&);
 /// Reports fault `number` raised at `site`; `arguments` is the rendered list of
 /// the message's arguments. Never throws and never logs, so it is safe from
 /// inside the logging path and from lock wrappers.
-void reportFault(const FaultSite& site, unsigned int number, const std::string& arguments) noexcept;
+QZ_API void reportFault(const FaultSite& site, unsigned int number, const std::string& arguments) noexcept;
 
 /// A failed threads call: catalogue message 542 with the return code and the
 /// system's text for it. The caller carries on.
-void reportThreadError(int rc, const FaultSite& site) noexcept;
+QZ_API void reportThreadError(int rc, const FaultSite& site) noexcept;
 
 /// As reportThreadError, as a warning: catalogue message 543.
-void reportThreadWarning(int rc, const FaultSite& site) noexcept;
+QZ_API void reportThreadWarning(int rc, const FaultSite& site) noexcept;
 
 /// Replaces the sink and returns the previous one; null restores the default.
 /// For tests and for the catalogue when it takes over.
-FaultSink setFaultSink(FaultSink sink) noexcept;
+QZ_API FaultSink setFaultSink(FaultSink sink) noexcept;
 
 } // namespace detail
 } // namespace qzlib

@@ -9,6 +9,8 @@
 #ifndef QZSTD_HASHARRAY_H
 #define QZSTD_HASHARRAY_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Hash.h"
 #include "qzstd/SparseArray.h"
 
@@ -32,7 +34,7 @@ namespace qzlib {
 /// owned copy; moving an owning key hands its array over. A table therefore
 /// stores an owned copy of every key it adds from a view, and adopts the
 /// array of an owning key passed as an rvalue. Empty keys own nothing.
-class HashArrayBinaryKey {
+class QZ_API HashArrayBinaryKey {
 public:
     HashArrayBinaryKey() : data(nullptr), length(0), borrowed(false) {}
     /// REQUIRES: `length` fits 16 bits (the field is an unsigned short).
@@ -113,7 +115,7 @@ private:
 ///
 /// An owning key built by the caller (borrowed false) must likewise hold a
 /// NUL behind its `length` bytes if anyone reads it as a C string.
-class HashArrayStringKey : public HashArrayBinaryKey {
+class QZ_API HashArrayStringKey : public HashArrayBinaryKey {
 public:
     HashArrayStringKey() = default;
     /// A view of `text`, which may be null (the empty key).

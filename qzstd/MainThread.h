@@ -8,6 +8,8 @@
 #ifndef QZSTD_MAINTHREAD_H
 #define QZSTD_MAINTHREAD_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Mutex.h"
 #include "qzstd/Thread.h"
 
@@ -25,7 +27,7 @@ namespace MultiThreading {
 /// Kept on purpose: an exit function that calls Exit re-enters the dispatch
 /// and runs itself again; an exit function may register further functions,
 /// which run next.
-class MainThread : public Thread {
+class QZ_API MainThread : public Thread {
 public:
     explicit MainThread(int (*mainFunction)(int, char**));
     /// Runs the exit functions, then clears the instance.

@@ -9,6 +9,8 @@
 #ifndef QZSTD_MUTEX_H
 #define QZSTD_MUTEX_H
 
+#include "qzstd/Export.h"
+
 #include <pthread.h>
 
 namespace qzs {
@@ -24,7 +26,7 @@ namespace MultiThreading {
 ///
 /// Kept a base class on purpose: the thread-context table derives from it.
 /// The destructor takes and releases the lock once, so it waits for a holder.
-class Mutex {
+class QZ_API Mutex {
 public:
     enum Type { Recursive = 0, ErrorCheck = 1 };
 
@@ -46,7 +48,7 @@ private:
 };
 
 /// A process-private POSIX spin lock; spinning and fairness are the platform's.
-class Spinlock {
+class QZ_API Spinlock {
 public:
     Spinlock();
     ~Spinlock();
@@ -64,7 +66,7 @@ private:
 /// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock).
 /// Locks in the constructor; unlocks the right kind in the destructor unless
 /// the pointer is null or release() was called.
-class ScopedLock {
+class QZ_API ScopedLock {
 public:
     enum Kind { KindMutex = 1, KindSpinlock = 2 };
 

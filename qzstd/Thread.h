@@ -8,6 +8,8 @@
 #ifndef QZSTD_THREAD_H
 #define QZSTD_THREAD_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Mutex.h"
 
 #include <cstdint>
@@ -41,7 +43,7 @@ enum Scope { SystemScope = 0, ProcessScope = 1 };
 /// it) is reported (message 1112) and the operation still proceeds. A Thread
 /// deleted while its thread runs is safe: the exit code is then not written.
 /// The destructor does not join.
-class Thread {
+class QZ_API Thread {
 public:
     static constexpr uint32_t NotStarted = 0xbad00102;
     static constexpr uint32_t Running = 0xbad00103;
@@ -118,7 +120,7 @@ protected:
 
 /// The live Thread objects, so that a thread ending after its object was
 /// deleted does not write into freed memory.
-class ActiveThreads {
+class QZ_API ActiveThreads {
 public:
     static void Register(Thread* thread);
     static void Unregister(Thread* thread);
@@ -128,7 +130,7 @@ public:
 
 /// Kernel thread id to the function and name that started the thread.
 /// Thread-safe: every call takes the list's mutex.
-class ThreadList {
+class QZ_API ThreadList {
 public:
     struct ThreadProperties {
         unsigned int (*function)(void*);

@@ -7,6 +7,8 @@
 #ifndef QZSTD_THREADLOCALSTORAGE_H
 #define QZSTD_THREADLOCALSTORAGE_H
 
+#include "qzstd/Export.h"
+
 #include <pthread.h>
 
 namespace qzs {
@@ -15,14 +17,14 @@ namespace MultiThreading {
 
 /// Runs `routine` exactly once for the control word `control`, which must be
 /// zero-initialised (a static int). Safe from any thread, before main too.
-class Once {
+class QZ_API Once {
 public:
     Once(int& control, void (*routine)());
 };
 
 /// A POSIX thread-local key. Copies share the key. The key is never deleted.
 /// REQUIRES: created before the threads that use it read it.
-class _ThreadLocalStorage {
+class QZ_API _ThreadLocalStorage {
 public:
     explicit _ThreadLocalStorage(void (*destructor)(void*) = nullptr);
     ~_ThreadLocalStorage() {}
@@ -36,9 +38,9 @@ private:
 };
 
 /// Creates the process-wide slot returned by processTLS(); for use through Once.
-void allocateTLS();
+QZ_API void allocateTLS();
 /// The process-wide slot made by allocateTLS, or null before it ran.
-_ThreadLocalStorage* processTLS();
+QZ_API _ThreadLocalStorage* processTLS();
 
 } // namespace MultiThreading
 

@@ -8,6 +8,8 @@
 #ifndef QZUNICODE_COPTIMIZEDCONVERTER_H
 #define QZUNICODE_COPTIMIZEDCONVERTER_H
 
+#include "qzstd/Export.h"
+
 #include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
@@ -17,7 +19,7 @@ namespace qzunicode {
 
 /// A converter from one set straight to another. Instances are cached per
 /// thread and owned by that cache.
-class COptimizedConverter {
+class QZ_API COptimizedConverter {
 public:
     virtual ~COptimizedConverter() = default;
     /// The whole-buffer conversion. Result: bytes written.

@@ -10,6 +10,8 @@
 #ifndef QZUNICODE_CSCONVERTER_H
 #define QZUNICODE_CSCONVERTER_H
 
+#include "qzstd/Export.h"
+
 #include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
@@ -31,7 +33,7 @@ class CSConverterSBCS;
 /// Kept on purpose: a set number in no block has no converter name, so ICU is
 /// asked for its default converter and the object works as that. Nothing here
 /// reports an unknown set; isSupported of such a number is true.
-class CSConverter {
+class QZ_API CSConverter {
 public:
     /// A converter with the thread's behaviour and fallback flag.
     explicit CSConverter(ULibCharSet cs);

@@ -9,6 +9,8 @@
 #ifndef QZUNICODE_CHARSETTABLE_H
 #define QZUNICODE_CHARSETTABLE_H
 
+#include "qzstd/Export.h"
+
 #include <cstdint>
 
 namespace qzs {
@@ -37,7 +39,7 @@ enum ULibCharSet : std::int32_t {
 
 /// One row of the table. Rows are constant data with static lifetime: the
 /// pointers may be kept for ever.
-struct ULibCharSetInfo {
+struct QZ_API ULibCharSetInfo {
     /// The name ICU opens the set under. Never null.
     const char* pszConverterName;
     /// Second name for toCharSet, may be null. In the single-byte and
@@ -61,7 +63,7 @@ struct ULibCharSetInfo {
 };
 
 /// One block of the table: nRows consecutive numbers from nFirst.
-struct ULibCharSetBlock {
+struct QZ_API ULibCharSetBlock {
     std::int32_t nFirst;
     std::int32_t nRows;
     const ULibCharSetInfo* pRows;
@@ -76,7 +78,7 @@ struct ULibCharSetBlock {
 /// the process default (defaultCharSet) is one shared value read and written
 /// without a lock, which is harmless because every writer stores the same
 /// result for the same ICU state.
-class CharSetTable {
+class QZ_API CharSetTable {
 public:
     /// The four blocks in number order: Unicode, single byte, multi-byte,
     /// database. REQUIRES: 0 <= index < numBlocks.
@@ -138,19 +140,19 @@ public:
 // Plain entry points with unmangled names, for hosts and the other modules.
 // Each forwards to the CharSetTable lookup of like name.
 extern "C" {
-qzs::qzlib::qzunicode::ULibCharSet ULIB_toCharSet(const char* name);
-qzs::qzlib::qzunicode::ULibCharSet ULIB_fromMIMEName(const char* name);
-qzs::qzlib::qzunicode::ULibCharSet ULIB_fromCCSID(std::int32_t ccsid);
-const char* ULIB_toConverterName(qzs::qzlib::qzunicode::ULibCharSet cs);
-const char* ULIB_toMIMEName(qzs::qzlib::qzunicode::ULibCharSet cs);
-std::int32_t ULIB_toCCSID(qzs::qzlib::qzunicode::ULibCharSet cs);
-bool ULIB_isUSASCIICompatible(qzs::qzlib::qzunicode::ULibCharSet cs);
-bool ULIB_isEBCDIC(qzs::qzlib::qzunicode::ULibCharSet cs);
-int ULIB_getMinCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
-int ULIB_getMaxCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
-int ULIB_getNullCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API qzs::qzlib::qzunicode::ULibCharSet ULIB_toCharSet(const char* name);
+QZ_API qzs::qzlib::qzunicode::ULibCharSet ULIB_fromMIMEName(const char* name);
+QZ_API qzs::qzlib::qzunicode::ULibCharSet ULIB_fromCCSID(std::int32_t ccsid);
+QZ_API const char* ULIB_toConverterName(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API const char* ULIB_toMIMEName(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API std::int32_t ULIB_toCCSID(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API bool ULIB_isUSASCIICompatible(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API bool ULIB_isEBCDIC(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API int ULIB_getMinCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API int ULIB_getMaxCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API int ULIB_getNullCharSize(qzs::qzlib::qzunicode::ULibCharSet cs);
 /// The process default set: CharSetTable::defaultCharSet().
-qzs::qzlib::qzunicode::ULibCharSet ULIB_getDefaultCharSet();
+QZ_API qzs::qzlib::qzunicode::ULibCharSet ULIB_getDefaultCharSet();
 }
 
 #endif // QZUNICODE_CHARSETTABLE_H

@@ -13,6 +13,8 @@
 #ifndef QZUNICODE_ULIB_H
 #define QZUNICODE_ULIB_H
 
+#include "qzstd/Export.h"
+
 #include "qzunicode/ULibTypes.h"
 #include "qzunicode/CharSetTable.h"
 
@@ -37,7 +39,7 @@ extern "C" {
 /// Null dst or src, dstBytes below 1, srcBytes below -1, maxChars above
 /// 0x7fffffff, an odd UTF-16 or a UTF-32 length not a multiple of 4:
 /// ULIB_ERR_ILLEGAL_ARGUMENT and 0. detail may be null.
-int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int dstBytes,
+QZ_API int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int dstBytes,
                 unsigned int maxChars, qzs::qzlib::qzunicode::ULibCharSet source, const void* src,
                 int srcBytes, bool forceConversion, bool substitute,
                 qzs::qzlib::qzunicode::ULibError* err,
@@ -48,50 +50,50 @@ int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int dstByt
 /// sibling of a UTF-16 or UTF-32 side (1 to 3 count as 1, 4 to 6 as 4).
 /// ULIB_ERR_NO_CONVERTER when no optimised converter serves the pair;
 /// otherwise the first converter's non-zero result, or 0.
-int ULIB_charMapOverride(qzs::qzlib::qzunicode::ULibCharSet source, unsigned long sourceChar,
+QZ_API int ULIB_charMapOverride(qzs::qzlib::qzunicode::ULibCharSet source, unsigned long sourceChar,
                          qzs::qzlib::qzunicode::ULibCharSet target, unsigned long targetChar);
 
 /// cs to native UTF-16: at most dstUnits units. Result: units written.
-int ULIB_toUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, unsigned short* dst, int dstUnits,
+QZ_API int ULIB_toUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, unsigned short* dst, int dstUnits,
                  const char* src, int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
 /// Native UTF-16 (srcUnits -1: up to a zero unit) to cs. Result: bytes.
-int ULIB_fromUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes,
+QZ_API int ULIB_fromUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes,
                    const unsigned short* src, int srcUnits, qzs::qzlib::qzunicode::ULibError* err);
 /// ULIB_CStoCS with UTF-8 as the target, or as the source.
-int ULIB_toUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,
+QZ_API int ULIB_toUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,
                 int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
-int ULIB_fromUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,
+QZ_API int ULIB_fromUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,
                   int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
 
 /// Units up to a zero unit; characters up to a zero 32-bit value. Null: 0.
-int ULIB_getNumUTF16Units(const unsigned short* p);
-int ULIB_getNumUTF32Chars(const unsigned int* p);
+QZ_API int ULIB_getNumUTF16Units(const unsigned short* p);
+QZ_API int ULIB_getNumUTF32Chars(const unsigned int* p);
 /// Writes n copies of c at dst, which may be at an odd address. Null dst or n
 /// 0 do nothing.
-void ULIB_fillChars(unsigned short* dst, unsigned short c, std::size_t n);
+QZ_API void ULIB_fillChars(unsigned short* dst, unsigned short c, std::size_t n);
 
 /// True unless ICU cannot open cs, so the thread's ISO-8859-1 converter would
 /// stand in. Numbers in no block open ICU's default and are supported.
-bool ULIB_isSupported(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API bool ULIB_isSupported(qzs::qzlib::qzunicode::ULibCharSet cs);
 
 /// The calling thread's behaviour on bad characters (default ULIB_CNV_STOP)
 /// and fallback flag (default false). Other threads are not affected.
-qzs::qzlib::qzunicode::ULibCnvErrBehavior ULIB_getConverterErrorBehavior();
-void ULIB_setConverterErrorBehavior(qzs::qzlib::qzunicode::ULibCnvErrBehavior behaviour);
-bool ULIB_getFallback();
-void ULIB_setFallback(bool fallback);
+QZ_API qzs::qzlib::qzunicode::ULibCnvErrBehavior ULIB_getConverterErrorBehavior();
+QZ_API void ULIB_setConverterErrorBehavior(qzs::qzlib::qzunicode::ULibCnvErrBehavior behaviour);
+QZ_API bool ULIB_getFallback();
+QZ_API void ULIB_setFallback(bool fallback);
 /// The calling thread's substitution string, 0 to 4 units (default U+001A).
 /// Too long or null: ULIB_ERR_ILLEGAL_ARGUMENT and nothing changes.
-qzs::qzlib::qzunicode::ULibError ULIB_setSubstString(const unsigned short* p, int n);
+QZ_API qzs::qzlib::qzunicode::ULibError ULIB_setSubstString(const unsigned short* p, int n);
 /// n on entry is the room of buf, on return the length.
-qzs::qzlib::qzunicode::ULibError ULIB_getSubstString(unsigned short* buf, int* n);
+QZ_API qzs::qzlib::qzunicode::ULibError ULIB_getSubstString(unsigned short* buf, int* n);
 
 /// ICU's name of the converter ULIB_CS_DEFAULT opens.
-const char* ULIB_getDefaultCharSetName();
+QZ_API const char* ULIB_getDefaultCharSetName();
 /// Makes cs the process default (ICU's default converter too) and returns
 /// the set that now stands for ULIB_CS_DEFAULT, which may differ from cs when
 /// ICU normalises the name. Process-wide: affects every thread.
-qzs::qzlib::qzunicode::ULibCharSet ULIB_setDefaultCharSet(qzs::qzlib::qzunicode::ULibCharSet cs);
+QZ_API qzs::qzlib::qzunicode::ULibCharSet ULIB_setDefaultCharSet(qzs::qzlib::qzunicode::ULibCharSet cs);
 }
 
 #endif // QZUNICODE_ULIB_H

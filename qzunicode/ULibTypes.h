@@ -8,6 +8,8 @@
 #ifndef QZUNICODE_ULIBTYPES_H
 #define QZUNICODE_ULIBTYPES_H
 
+#include "qzstd/Export.h"
+
 #include <cstdint>
 
 namespace qzs {
@@ -48,7 +50,7 @@ enum ULibCnvErrBehavior : std::int32_t {
 
 /// Filled by the optimised converters when a conversion stops at a bad
 /// character. uOffset is added to, not set: the caller zeroes it.
-struct ULibBadCharDetail {
+struct QZ_API ULibBadCharDetail {
     std::uint64_t uOffset;
     std::int32_t nBytes;
     unsigned char acBytes[8];

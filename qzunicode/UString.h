@@ -10,6 +10,8 @@
 #ifndef QZUNICODE_USTRING_H
 #define QZUNICODE_USTRING_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/ItemPool.h"
 #include "qzstd/Mutex.h"
 #include "qzunicode/ULibTypes.h"
@@ -33,7 +35,7 @@ namespace qzunicode {
 class ULocale;
 
 /// Constants of UTF-16 and UTF-32 shared by the converters and the string.
-struct UTFChar {
+struct QZ_API UTFChar {
     static constexpr unsigned int UTF16_MAX = 0xFFFF;
     static constexpr unsigned int UTF32_MAX = 0x10FFFF;
     static constexpr unsigned int _HIGH_SURROGATE_BEGIN = 0xD800;
@@ -82,7 +84,7 @@ struct UTFChar {
 /// exceptions and leave the string as it was. Conversions handle at most
 /// 2 GiB at a time. at() returns 0xFFFE out of range; operator[] is
 /// unchecked.
-class UString {
+class QZ_API UString {
 public:
     static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
@@ -499,7 +501,7 @@ private:
 
 /// A locale named by a string; empty stands for ICU's default. Only what the
 /// string's locale-aware members need is here.
-class ULocale {
+class QZ_API ULocale {
 public:
     ULocale() = default;
     /// language, country and variant joined by "_"; null parts are left out.
