@@ -84,6 +84,9 @@ TEST(Retrace, ReplaysAndReportsByExitStatus) {
     EXPECT_EQ(2, retrace("").status);
     EXPECT_EQ(2, retrace("--bogus " + good).status);
     EXPECT_EQ(0, retrace("--help").status);
+    ToolRun version = retrace("--version");
+    EXPECT_EQ(0, version.status);
+    EXPECT_EQ(std::string("retrace ") + QZ_VERSION + "\n", version.out);
     std::remove(good.c_str());
     std::remove(bad.c_str());
     ::rmdir(dir.c_str());

@@ -1,6 +1,7 @@
 //===- tools/retrace/retrace.cpp - Replay activity files as text ----------===//
 //
 // retrace [--pattern P] FILE...
+// retrace --version
 //
 // Replays each activity file through the loggers of this process to standard
 // output, one line per event, laid out by a pattern. Exit status: 0 when
@@ -32,6 +33,7 @@ void usage(FILE* out) {
                  "                         %%d date  %%t thread  %%p level  %%c logger  %%m message\n"
                  "                         %%S sequence  %%C file  %%L line  %%M function  %%n newline\n"
                  "  -h, --help             show this text\n"
+                 "  -V, --version          show the version of retrace\n"
                  "\n"
                  "Exit status: 0 all files replayed, 1 a file was unreadable or malformed, 2 bad usage.\n",
                  DefaultPattern);
@@ -63,6 +65,10 @@ int main(int argc, char** argv) {
         const char* arg = argv[i];
         if (!std::strcmp(arg, "-h") || !std::strcmp(arg, "--help")) {
             usage(stdout);
+            return 0;
+        }
+        if (!std::strcmp(arg, "-V") || !std::strcmp(arg, "--version")) {
+            std::printf("retrace %s\n", RETRACE_VERSION);
             return 0;
         }
         if (!std::strcmp(arg, "-p") || !std::strcmp(arg, "--pattern")) {
