@@ -95,7 +95,8 @@ void mmapFile::Close() {
 
 //===-- ActivityFile -------------------------------------------------------===//
 
-ActivityFile::ActivityFile(const char* name) : fileName(name ? name : ""), offset(0), replayed(0) {}
+ActivityFile::ActivityFile(const char* name)
+    : fileName(name ? name : ""), offset(0), replayed(0), cutShort(false) {}
 
 ActivityFile::~ActivityFile() {
     loggers.clear();
@@ -426,8 +427,12 @@ struct ActivityFile::Session {
     bool run() {
         bool threadJustSet = false;
         for (;;) {
-            if (pos >= end)
+            if (pos >= end) {
+                // No '>' and no next '<': the writer always ends a session,
+                // so the file stops inside this one.
+                cut = true;
                 return true;
+            }
             unsigned char token = base[pos];
             if (!threadJustSet) {
                 if (token == '>') {
@@ -543,12 +548,20 @@ struct ActivityFile::Session {
 
 bool ActivityFile::ProcessSession() {
     error.clear();
-    if (!ValidateLogStartData())
+    cutShort = false;
+    if (!ValidateLogStartData()) {
+        // A later session whose marker the end of the file cuts is still a
+        // malformed header to the reader; endedEarly() tells it apart for a
+        // caller that cares why.
+        cutShort = map.address && offset > 0 && offset < map.size && offset + StartMarkerSize > map.size &&
+                   map.address[offset] == '<';
         return false;
+    }
     Session session(*this, offset);
     if (!session.run())
         return false;
     // A session cut off by the end of the map ends there.
+    cutShort = session.cut;
     offset = session.cut || session.pos > map.size ? map.size : session.pos;
     return true;
 }

@@ -69,6 +69,11 @@ public:
     const std::string& lastError() const { return error; }
     /// Events replayed so far (offered to a logger, at its level or not).
     uint64_t eventsReplayed() const { return replayed; }
+    /// Whether the last ProcessSession() met the end of the file inside a
+    /// session (or inside the start marker of one): the file was cut short,
+    /// by a crash or by a copy taken while it was written. The events before
+    /// the cut were replayed; nothing says how many were lost.
+    bool endedEarly() const { return cutShort; }
 
     struct Session;
 
@@ -81,6 +86,7 @@ private:
     std::map<unsigned short, Logger*> loggers;
     mutable std::string error;
     uint64_t replayed;
+    bool cutShort;
 
     friend struct Session;
 };

@@ -31,7 +31,7 @@ class QZ_API FileLock {
 public:
     enum FileLockType { None = 0, Shared = 1, Exclusive = 2 };
 
-    explicit FileLock(FILE* file) : file(file), held(None) {}
+    explicit FileLock(FILE* stream) : file(stream), held(None) {}
     ~FileLock() { release(); }
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;

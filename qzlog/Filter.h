@@ -45,7 +45,7 @@ public:
 /// `action` when the event's level equals `level`, else neutral.
 class QZ_API LevelMatchFilter : public Filter {
 public:
-    LevelMatchFilter(unsigned char level, Action action) : level(level), action(action) {}
+    LevelMatchFilter(unsigned char toMatch, Action onMatch) : level(toMatch), action(onMatch) {}
     Action decide(const LoggingEvent* event) const override;
     unsigned char level;
     Action action;
@@ -56,8 +56,8 @@ public:
 /// stay neutral on a mismatch.
 class QZ_API LevelRangeFilter : public Filter {
 public:
-    LevelRangeFilter(unsigned char levelMin, unsigned char levelMax, Action action)
-        : levelMin(levelMin), levelMax(levelMax), action(action) {}
+    LevelRangeFilter(unsigned char lowest, unsigned char highest, Action onMatch)
+        : levelMin(lowest), levelMax(highest), action(onMatch) {}
     Action decide(const LoggingEvent* event) const override;
     unsigned char levelMin;
     unsigned char levelMax;
@@ -69,7 +69,7 @@ public:
 /// first in a chain.
 class QZ_API StringMatchFilter : public Filter {
 public:
-    StringMatchFilter(const char* text, Action action) : text(text ? text : ""), action(action) {}
+    StringMatchFilter(const char* needle, Action onMatch) : text(needle ? needle : ""), action(onMatch) {}
     Action decide(const LoggingEvent* event) const override;
     std::string text;
     Action action;
@@ -79,7 +79,7 @@ public:
 /// of the call, else neutral.
 class QZ_API ThreadNameMatchFilter : public StringMatchFilter {
 public:
-    ThreadNameMatchFilter(const char* text, Action action) : StringMatchFilter(text, action) {}
+    ThreadNameMatchFilter(const char* needle, Action onMatch) : StringMatchFilter(needle, onMatch) {}
     Action decide(const LoggingEvent* event) const override;
 };
 

@@ -94,11 +94,11 @@ public:
     /// left-aligned and the LAST ones otherwise, the reverse of printf, so a
     /// narrow right-aligned field shows the end of a long name.
     void addToResult(const char* text, std::string& out) const;
-    void addToResult(const char* text, size_t length, detail::TextSink& out) const {
+    void addToResult(const char* chars, size_t length, detail::TextSink& out) const {
         if (width == 0 && precision == 0)
-            out.append(text, length);
+            out.append(chars, length);
         else
-            justify(text, length, out);
+            justify(chars, length, out);
     }
 
     /// Inserts, after each newline of `text`, as many blanks as `column`, the

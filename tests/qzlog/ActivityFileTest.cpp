@@ -317,8 +317,10 @@ TEST_F(ActivityReaderTest, CutAndUnterminatedSessions) {
     ASSERT_TRUE(file.Open());
     ASSERT_TRUE(file.ProcessSession());
     EXPECT_LT(file.getOffset(), file.getSize());
+    EXPECT_FALSE(file.endedEarly()) << "running into the next marker is no cut";
     ASSERT_TRUE(file.ProcessSession());
     EXPECT_EQ(file.getSize(), file.getOffset());
+    EXPECT_TRUE(file.endedEarly());
     std::vector<std::string> lines = capture->lines();
     ASSERT_EQ(2u, lines.size());
     EXPECT_EQ("cut.a|first|one done", lines[0]);

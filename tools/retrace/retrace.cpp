@@ -1,11 +1,15 @@
 //===- tools/retrace/retrace.cpp - Replay activity files as text ----------===//
 //
 // retrace [--pattern P] FILE...
+// retrace --version
 //
 // Replays each activity file through the loggers of this process to standard
 // output, one line per event, laid out by a pattern. Exit status: 0 when
 // every file replayed, 1 when a file could not be read or is malformed (the
-// reader's text goes to standard error, once), 2 for bad usage.
+// reader's text goes to standard error, once), 2 for bad usage, 3 when every
+// file could be read but one ended early, inside a session: its events up to
+// the cut are replayed and standard error says how many. A malformed file
+// outranks a cut one, so 3 means nothing worse happened.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
@@ -22,6 +26,8 @@ namespace {
 
 const char DefaultPattern[] = "%d [%t] %p %c - %m%n";
 
+enum ExitStatus { Replayed = 0, Unreadable = 1, BadUsage = 2, EndedEarly = 3 };
+
 void usage(FILE* out) {
     std::fprintf(out,
                  "usage: retrace [--pattern PATTERN] FILE...\n"
@@ -32,8 +38,11 @@ void usage(FILE* out) {
                  "                         %%d date  %%t thread  %%p level  %%c logger  %%m message\n"
                  "                         %%S sequence  %%C file  %%L line  %%M function  %%n newline\n"
                  "  -h, --help             show this text\n"
+                 "  -V, --version          show the version of retrace\n"
                  "\n"
-                 "Exit status: 0 all files replayed, 1 a file was unreadable or malformed, 2 bad usage.\n",
+                 "Exit status: 0 all files replayed, 1 a file was unreadable or malformed,\n"
+                 "2 bad usage, 3 a file ended early (cut inside a session: its events up to\n"
+                 "the cut were replayed). 1 wins over 3 when both happen.\n",
                  DefaultPattern);
 }
 
@@ -63,13 +72,17 @@ int main(int argc, char** argv) {
         const char* arg = argv[i];
         if (!std::strcmp(arg, "-h") || !std::strcmp(arg, "--help")) {
             usage(stdout);
-            return 0;
+            return Replayed;
+        }
+        if (!std::strcmp(arg, "-V") || !std::strcmp(arg, "--version")) {
+            std::printf("retrace %s\n", RETRACE_VERSION);
+            return Replayed;
         }
         if (!std::strcmp(arg, "-p") || !std::strcmp(arg, "--pattern")) {
             if (i + 1 >= argc) {
                 std::fprintf(stderr, "retrace: %s needs a pattern\n", arg);
                 usage(stderr);
-                return 2;
+                return BadUsage;
             }
             pattern = argv[++i];
             continue;
@@ -86,13 +99,13 @@ int main(int argc, char** argv) {
         if (arg[0] == '-' && arg[1] != '\0') {
             std::fprintf(stderr, "retrace: unknown option '%s'\n", arg);
             usage(stderr);
-            return 2;
+            return BadUsage;
         }
         files.push_back(arg);
     }
     if (files.empty()) {
         usage(stderr);
-        return 2;
+        return BadUsage;
     }
 
     detail::setFaultSink(&quietReaderFaults);
@@ -104,27 +117,39 @@ int main(int argc, char** argv) {
     root->addAppender(*out);
     root->setLevel(Level::All);
 
-    int status = 0;
+    bool unreadable = false, endedEarly = false;
     for (const char* name : files) {
         ActivityFile file(name);
         if (!file.Open()) {
             std::fflush(stdout);
             std::fprintf(stderr, "retrace: %s\n", file.lastError().c_str());
-            status = 1;
+            unreadable = true;
             continue;
         }
         while (file.getOffset() < file.getSize()) {
-            if (!file.ProcessSession()) {
+            const bool sessionRead = file.ProcessSession();
+            if (file.endedEarly()) {
+                // Everything up to the cut is out; the rest of the file is gone.
+                const unsigned long long count = file.eventsReplayed();
+                std::fflush(stdout);
+                std::fprintf(stderr,
+                             "retrace: %s: the file ends early, inside a session; "
+                             "%llu event%s replayed from it\n",
+                             name, count, count == 1 ? "" : "s");
+                endedEarly = true;
+                break;
+            }
+            if (!sessionRead) {
                 std::fflush(stdout);
                 std::string text = file.lastError();
                 while (!text.empty() && text.back() == '\n')
                     text.pop_back();
                 std::fprintf(stderr, "retrace: %s: %s\n", name, text.c_str());
-                status = 1;
+                unreadable = true;
                 break;
             }
         }
     }
     std::fflush(stdout);
-    return status;
+    return unreadable ? Unreadable : endedEarly ? EndedEarly : Replayed;
 }

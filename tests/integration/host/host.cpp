@@ -1,5 +1,7 @@
 // A host program built outside the tree against an installed copy of the
-// library: it logs through a pattern layout and checks what came out.
+// library: it logs through a pattern layout and checks what came out. Given
+// a file name, it also writes its events there as an activity file, which
+// the installed retrace must turn back into the same lines.
 #include <qzlib.h>
 
 #include <cstdio>
@@ -21,10 +23,17 @@ public:
 Logger* const g_log = Logger::getRepository().getLogger("host.main");
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
     if (!qzlogInitialized()) {
         std::puts("framework not started before main");
         return 1;
+    }
+    FileAppender* activity = nullptr;
+    if (argc > 1) {
+        activity = new FileAppender("activity");
+        activity->setFile(argv[1]);
+        activity->setLayout(new BinaryLayout());
+        g_log->addAppender(*activity);
     }
     Collect* out = new Collect();
     out->setLayout(new PatternLayout("%p %c{1} [%t] %m%n"));
@@ -32,10 +41,16 @@ int main() {
     g_log->setLevel(Level::Info);
     QZ_DEBUG(g_log, "hidden %d", 1);
     QZ_INFO(g_log, "installed %s works, %d%% sure of %s", "library", 100, "it");
-    const char* expected = "INFO main [main] installed library works, 100% sure of it\n";
+    QZ_WARN(g_log, "checked %u times at %.1f", 3u, 2.5);
+    const char* expected = "INFO main [main] installed library works, 100% sure of it\n"
+                           "WARN main [main] checked 3 times at 2.5\n";
     if (out->text != expected) {
         std::printf("unexpected output: [%s]\n", out->text.c_str());
         return 1;
+    }
+    if (activity) {
+        Appender::flushOutput(); // the thread's buffer goes to the file now
+        activity->close();
     }
     std::puts("host ok");
     return 0;
