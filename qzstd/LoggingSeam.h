@@ -101,7 +101,7 @@ QZ_API void currentTime(timespec* now) noexcept;
 class LazyLogger {
 public:
     /// `name` must outlive the object (a literal, in practice).
-    constexpr explicit LazyLogger(const char* name) : name(name), logger(nullptr) {}
+    constexpr explicit LazyLogger(const char* loggerName) : name(loggerName), logger(nullptr) {}
     LazyLogger(const LazyLogger&) = delete;
     LazyLogger& operator=(const LazyLogger&) = delete;
 
