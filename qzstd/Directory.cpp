@@ -20,16 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace qzs::qzlib::detail::file;
 using qzs::qzlib::qzlog::Level;
-using qzs::qzlib::detail::file::copyName;
-using qzs::qzlib::detail::file::deleteLogger;
-using qzs::qzlib::detail::file::fileLogger;
-using qzs::qzlib::detail::file::kMsgDeleteFailed;
-using qzs::qzlib::detail::file::kMsgDirectoryMissing;
-using qzs::qzlib::detail::file::kMsgRenameFailed;
-using qzs::qzlib::detail::file::lastComponent;
-using qzs::qzlib::detail::file::report;
-using qzs::qzlib::detail::file::systemText;
 
 namespace {
 

@@ -15,12 +15,7 @@
 #include <string>
 #include <unistd.h>
 
-using qzs::qzlib::detail::file::descriptorText;
-using qzs::qzlib::detail::file::kMsgOpenFailed;
-using qzs::qzlib::detail::file::kSyncTries;
-using qzs::qzlib::detail::file::report;
-using qzs::qzlib::detail::file::reportCall;
-using qzs::qzlib::detail::file::systemText;
+using namespace qzs::qzlib::detail::file;
 
 // ---- Opening, locking, closing --------------------------------------------
 

@@ -21,9 +21,8 @@
 #include <string>
 #include <vector>
 
+using namespace qzs::qzlib::detail::file;
 using qzs::qzlib::qzlog::Level;
-using qzs::qzlib::detail::file::fileLogger;
-using qzs::qzlib::detail::file::systemText;
 
 namespace {
 

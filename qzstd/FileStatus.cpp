@@ -13,7 +13,7 @@
 #include <cstring>
 #include <unistd.h>
 
-using qzs::qzlib::detail::file::lastComponent;
+using namespace qzs::qzlib::detail::file;
 
 unsigned long qzGetFileSize(int descriptor) {
     struct stat info;

@@ -14,9 +14,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-using qzs::qzlib::detail::file::descriptorText;
-using qzs::qzlib::detail::file::kSyncTries;
-using qzs::qzlib::detail::file::reportCall;
+using namespace qzs::qzlib::detail::file;
 
 namespace {
 

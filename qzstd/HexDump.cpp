@@ -16,8 +16,8 @@
 
 namespace {
 
-char* dumpLine(char* out, const unsigned char* line, unsigned long count, unsigned long bytesPerLine,
-               unsigned long address, bool relative) {
+char* dumpLine(char* out, const unsigned char* line, unsigned long count,
+               unsigned long bytesPerLine, unsigned long address, bool relative) {
     static const char digits[] = "0123456789abcdef";
     out += HexString(address, out, relative ? 6 : 8, false);
     *out++ = ':';
@@ -62,7 +62,8 @@ unsigned long qzHexDump(char* target, void const* data, unsigned long length,
     while (offset < length) {
         unsigned long count = length - offset < bytesPerLine ? length - offset : bytesPerLine;
         unsigned long address =
-            relative ? offset : static_cast<unsigned long>(reinterpret_cast<uintptr_t>(bytes + offset));
+            relative ? offset
+                     : static_cast<unsigned long>(reinterpret_cast<uintptr_t>(bytes + offset));
         out = dumpLine(out, bytes + offset, count, bytesPerLine, address, relative);
         offset += count;
         if (count != bytesPerLine)

@@ -19,8 +19,8 @@
 #include <string>
 #include <unistd.h>
 
+using namespace qzs::qzlib::detail::file;
 using qzs::qzlib::qzlog::Level;
-using qzs::qzlib::detail::file::fileLogger;
 
 namespace {
 

@@ -22,10 +22,8 @@
 #include <unistd.h>
 #include <vector>
 
+using namespace qzs::qzlib::detail::file;
 using qzs::qzlib::qzlog::Level;
-using qzs::qzlib::detail::file::copyName;
-using qzs::qzlib::detail::file::fileLogger;
-using qzs::qzlib::detail::file::lastComponent;
 
 namespace {
 

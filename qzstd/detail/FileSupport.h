@@ -42,7 +42,8 @@ inline constexpr int kSyncTries = 10;
 
 /// The file utilities' logger, "qzstd.util.file".
 inline qzlog::Logger* fileLogger() {
-    static qzlog::Logger* const logger = qzlog::Logger::getRepository().getLogger("qzstd.util.file");
+    static qzlog::Logger* const logger =
+        qzlog::Logger::getRepository().getLogger("qzstd.util.file");
     return logger;
 }
 
@@ -68,9 +69,8 @@ inline std::string systemText(int error) {
 }
 
 // Message 1092. errno is left as the failed call set it.
-inline void reportCall(const char* function, const char* call, const std::string& target,
-                       int error, const char* file = __builtin_FILE(),
-                       int line = __builtin_LINE()) {
+inline void reportCall(const char* function, const char* call, const std::string& target, int error,
+                       const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
     std::string arguments =
         std::string(call) + ", " + target + ", " + std::to_string(error) + ", " + systemText(error);
     report(function, kMsgFileCallFailed, arguments, file, line);
