@@ -1,4 +1,4 @@
-//===- qzstd/memutl.cpp - Checked allocation and hex dumps ----------------===//
+//===- qzstd/Memory.cpp - Checked allocation ------------------------------===//
 //
 // Allocation keeps one comparison on its fast path: the cached effective
 // level of the utility logger. Everything else (the trace records, the
@@ -6,7 +6,7 @@
 // failed call reaches.
 //
 //===----------------------------------------------------------------------===//
-#include "qzstd/memutl.h"
+#include "qzstd/Memory.h"
 
 #include "qzlog/Level.h"
 #include "qzlog/LogMacros.h"
@@ -15,9 +15,7 @@
 #include "qzstd/FaultReport.h"
 #include "qzstd/NumberString.h"
 
-#include <cctype>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -224,86 +222,4 @@ void _qzInvalidMemoryAccess_abort(char const* function, void const* buffer,
     } catch (...) {
     }
     std::abort();
-}
-
-unsigned long qzHexString(char* target, unsigned long value, unsigned long width, bool upperCase) {
-    unsigned long needed = 1;
-    for (unsigned long v = value >> 4; v; v >>= 4)
-        ++needed;
-    return HexString(value, target, width > needed ? width : needed, upperCase);
-}
-
-unsigned long qzHexDumpSize(unsigned long length, unsigned long bytesPerLine) {
-    unsigned long lines = length / bytesPerLine + (length % bytesPerLine ? 1 : 0);
-    return lines * (bytesPerLine * 4 + 13) + 1;
-}
-
-namespace {
-
-char* dumpLine(char* out, const unsigned char* line, unsigned long count, unsigned long bytesPerLine,
-               unsigned long address, bool relative) {
-    static const char digits[] = "0123456789abcdef";
-    out += HexString(address, out, relative ? 6 : 8, false);
-    *out++ = ':';
-    for (unsigned long i = 0; i < bytesPerLine; ++i) {
-        *out++ = ' ';
-        if (i < count) {
-            *out++ = digits[line[i] >> 4];
-            *out++ = digits[line[i] & 15];
-        } else {
-            *out++ = ' ';
-            *out++ = ' ';
-        }
-    }
-    *out++ = ' ';
-    *out++ = '|';
-    for (unsigned long i = 0; i < bytesPerLine; ++i)
-        *out++ = i < count ? (std::isprint(line[i]) ? static_cast<char>(line[i]) : '.') : ' ';
-    *out++ = '|';
-    *out++ = '\n';
-    return out;
-}
-
-} // namespace
-
-unsigned long qzHexDump(char* target, void const* data, unsigned long length,
-                        unsigned long bytesPerLine, bool relative) {
-    const unsigned char* bytes = static_cast<const unsigned char*>(data);
-    char* out = target;
-    unsigned long offset = 0;
-    while (offset < length) {
-        unsigned long count = length - offset < bytesPerLine ? length - offset : bytesPerLine;
-        unsigned long address =
-            relative ? offset : static_cast<unsigned long>(reinterpret_cast<uintptr_t>(bytes + offset));
-        out = dumpLine(out, bytes + offset, count, bytesPerLine, address, relative);
-        offset += count;
-        if (count != bytesPerLine)
-            break;
-
-        // Count the whole lines that repeat this one. Kept on purpose: a
-        // candidate must end before the data does, so the final line of the
-        // data is never counted; a dump of 16 equal lines therefore reads
-        // first line, "(repeats 13 times)", and two real lines.
-        unsigned long repeats = 0;
-        while (offset + (repeats + 1) * bytesPerLine < length &&
-               std::memcmp(bytes + offset + repeats * bytesPerLine, bytes + offset - bytesPerLine,
-                           bytesPerLine) == 0)
-            ++repeats;
-        if (repeats > 2) {
-            unsigned long width = relative ? 6 : 8;
-            std::memset(out, ' ', width);
-            out += width;
-            static const char head[] = ": (repeats ";
-            std::memcpy(out, head, sizeof head - 1);
-            out += sizeof head - 1;
-            out += u64ToString(repeats - 1, out);
-            static const char tail[] = " times)\n";
-            std::memcpy(out, tail, sizeof tail - 1);
-            out += sizeof tail - 1;
-            // The last repeated line is printed normally by the next round.
-            offset += (repeats - 1) * bytesPerLine;
-        }
-    }
-    *out = '\0';
-    return static_cast<unsigned long>(out - target);
 }

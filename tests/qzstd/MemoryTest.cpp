@@ -1,4 +1,4 @@
-//===- tests/qzstd/MemUtilTest.cpp - Checked allocation -------------------===//
+//===- tests/qzstd/MemoryTest.cpp - Checked allocation --------------------===//
 //
 // The allocation family's failure path, its tracing through the standard
 // utility logger, and the overflow abort. Failures are provoked with sizes no
@@ -6,7 +6,7 @@
 // depends on how much memory the machine has.
 //
 //===----------------------------------------------------------------------===//
-#include "qzstd/memutl.h"
+#include "qzstd/Memory.h"
 
 #include "CaptureAppender.h"
 #include "FaultCollector.h"
@@ -14,7 +14,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/PatternLayout.h"
-#include "qzstd/FaultReport.h"
+#include "qzlog/WriterAppender.h"
 
 #include <gtest/gtest.h>
 
@@ -23,10 +23,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <malloc.h>
-#include <mutex>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 // Under ASan a request no allocator can meet must come back null, as from
@@ -38,11 +37,10 @@ extern "C" const char* __asan_default_options() {
 namespace {
 
 using qzs::qzlib::detail::Fault;
+using qzs::qzlib::qzlog::ConsoleAppender;
 using qzs::qzlib::qzlog::Level;
 using qzs::qzlib::qzlog::Logger;
 using qzs::qzlib::qzlog::PatternLayout;
-
-using FaultCapture = qztest::FaultCollector;
 
 std::string pointerText(const void* pointer) {
     char text[32];
@@ -50,56 +48,60 @@ std::string pointerText(const void* pointer) {
     return text;
 }
 
-// Zero sizes and counts are requests for nothing, not failures.
-TEST(MemUtilTest, EmptyRequestsGiveNullWithoutAReport) {
-    FaultCapture capture;
-    EXPECT_EQ(nullptr, qzMalloc(0));
-    EXPECT_EQ(nullptr, qzCalloc(0));
-    EXPECT_EQ(nullptr, qzCallocStandard(0, 8));
-    EXPECT_EQ(nullptr, qzCallocStandard(-3, 8));
-    void* target = &target;
-    EXPECT_EQ(nullptr, qzAllocMemcpy(&target, "x", 0));
-    EXPECT_EQ(nullptr, target);
-    EXPECT_EQ(0, qzFree(nullptr));
-    EXPECT_TRUE(capture.faults().empty());
-}
-
-// Each failing call reports 1088 once, naming the system call and the bytes
+// Requests for nothing give null and report nothing. Each failing call
+// gives null and reports 1088 once, naming the system call and the bytes
 // asked for, in the source context of the memory utilities.
-TEST(MemUtilTest, FailedCallsReport1088WithTheCallAndTheBytes) {
-    FaultCapture capture;
-    EXPECT_EQ(nullptr, qzMalloc(-1));
-    EXPECT_EQ(nullptr, qzCalloc(-2));
-    // The product is reported in 64 bits, not wrapped in 32.
-    EXPECT_EQ(nullptr, qzCallocStandard(INT_MAX, INT_MAX));
-
+TEST(MemoryTest, NullResultsAndTheirReports) {
+    qztest::FaultCollector capture;
     char* block = static_cast<char*>(qzMalloc(16));
     ASSERT_NE(nullptr, block);
     std::strcpy(block, "still here");
-    EXPECT_EQ(nullptr, qzRealloc(block, -1));
+    void* target = &target;
+    const struct {
+        const char* call;
+        std::function<void*()> run;
+        const char* function = nullptr; // null: no report
+        const char* arguments = nullptr;
+    } rows[] = {
+        {"qzMalloc(0)", [] { return qzMalloc(0); }},
+        {"qzCalloc(0)", [] { return qzCalloc(0); }},
+        {"qzCallocStandard(0, 8)", [] { return qzCallocStandard(0, 8); }},
+        {"qzCallocStandard(-3, 8)", [] { return qzCallocStandard(-3, 8); }},
+        {"qzAllocMemcpy of 0", [&] { return qzAllocMemcpy(&target, "x", 0); }},
+        {"qzMalloc(-1)", [] { return qzMalloc(-1); }, "qzMalloc", "malloc, -1"},
+        {"qzCalloc(-2)", [] { return qzCalloc(-2); }, "qzCalloc", "calloc, -2"},
+        // The product is reported in 64 bits, not wrapped in 32.
+        {"qzCallocStandard(INT_MAX, INT_MAX)", [] { return qzCallocStandard(INT_MAX, INT_MAX); },
+         "qzCallocStandard", "calloc, 4611686014132420609"},
+        {"qzRealloc(block, -1)", [&] { return qzRealloc(block, -1); }, "qzRealloc", "realloc, -1"},
+        {"qzMallocAligned(100, 3)",
+         [] {
+             errno = 0;
+             void* aligned = qzMallocAligned(100, 3);
+             EXPECT_EQ(EINVAL, errno) << "posix_memalign's result becomes errno";
+             return aligned;
+         },
+         "qzMallocAligned", "posix_memalign, 102"},
+    };
+    for (const auto& row : rows) {
+        const size_t before = capture.count();
+        EXPECT_EQ(nullptr, row.run()) << row.call;
+        std::vector<Fault> faults = capture.faults();
+        ASSERT_EQ(before + (row.function ? 1 : 0), faults.size()) << row.call;
+        if (!row.function)
+            continue;
+        EXPECT_EQ(1088u, faults.back().number);
+        EXPECT_STREQ("qzstd.util.mem", faults.back().site.component);
+        EXPECT_STREQ(row.function, faults.back().site.function);
+        EXPECT_EQ(row.arguments, faults.back().arguments);
+    }
+    EXPECT_EQ(nullptr, target);
     EXPECT_STREQ("still here", block) << "a failed realloc must leave the block alone";
     qzFree(block);
-
-    errno = 0;
-    EXPECT_EQ(nullptr, qzMallocAligned(100, 3));
-    EXPECT_EQ(EINVAL, errno) << "posix_memalign's result becomes errno";
-
-    std::vector<Fault> faults = capture.faults();
-    ASSERT_EQ(5u, faults.size());
-    const char* expected[][2] = {{"qzMalloc", "malloc, -1"},
-                                 {"qzCalloc", "calloc, -2"},
-                                 {"qzCallocStandard", "calloc, 4611686014132420609"},
-                                 {"qzRealloc", "realloc, -1"},
-                                 {"qzMallocAligned", "posix_memalign, 102"}};
-    for (size_t i = 0; i < faults.size(); ++i) {
-        EXPECT_EQ(1088u, faults[i].number);
-        EXPECT_STREQ("qzstd.util.mem", faults[i].site.component);
-        EXPECT_STREQ(expected[i][0], faults[i].site.function);
-        EXPECT_EQ(expected[i][1], faults[i].arguments);
-    }
+    EXPECT_EQ(0, qzFree(nullptr));
 }
 
-TEST(MemUtilTest, CopiesAndAlignedBlocks) {
+TEST(MemoryTest, CopiesAndAlignedBlocks) {
     const char source[] = "twelve bytes";
     void* target = nullptr;
     void* copy = qzAllocMemcpy(&target, source, sizeof source);
@@ -119,7 +121,7 @@ TEST(MemUtilTest, CopiesAndAlignedBlocks) {
 
 // The records and their order are what a trace reader relies on; the cached
 // byte must follow the logger's level both ways.
-TEST(MemUtilTest, TracingFollowsTheCachedLevel) {
+TEST(MemoryTest, TracingFollowsTheCachedLevel) {
     qztest::resetLogging();
     ASSERT_NE(nullptr, qzlog_std_utility);
     EXPECT_STREQ("qzlog.std.utility", qzlog_std_utility->getName());
@@ -163,34 +165,20 @@ TEST(MemUtilTest, TracingFollowsTheCachedLevel) {
     qztest::resetLogging();
 }
 
-// The death test's child shows what it captured on stderr, in the order it
-// happened: the log record first, then the fault.
-qztest::CaptureAppender* g_overflowCapture;
-
-void printCapturedThenFault(const Fault& fault) {
-    std::string out;
-    for (const std::string& line : g_overflowCapture->lines())
-        out += "log: " + line + "\n";
-    out += "fault " + std::to_string(fault.number) + ": " + fault.arguments + "\n";
-    ssize_t ignored = ::write(2, out.data(), out.size());
-    (void)ignored;
-}
-
-void overflowAfterCapturing() {
-    g_overflowCapture = new qztest::CaptureAppender("memutl-overflow", new PatternLayout("%m"));
-    Logger* log = Logger::getRepository().getLogger("qzlib.memutl");
-    log->addAppender(*g_overflowCapture);
-    log->setLevel(Level::All);
-    qzs::qzlib::detail::setFaultSink(&printCapturedThenFault);
-    char buffer[16];
-    _qzInvalidMemoryAccess_abort("copyName", buffer, sizeof buffer, 32);
-}
-
-TEST(MemUtilDeathTest, OverflowLogsReportsAndAborts) {
+// The record goes out first, then the fault, then the process aborts.
+TEST(MemoryDeathTest, OverflowLogsReportsAndAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(overflowAfterCapturing(),
-                 "log: Buffer overflow in copyName copying 32 bytes to a buffer at "
-                 "0x0x[0-9a-f]+ that is only 16 bytes in size\nfault 1072: 16, 32\n");
+    auto overflow = [] {
+        Logger* log = Logger::getRepository().getLogger("qzlib.memutl");
+        log->addAppender(*new ConsoleAppender("overflow", stderr, new PatternLayout("log: %m%n")));
+        log->setLevel(Level::All);
+        char buffer[16];
+        _qzInvalidMemoryAccess_abort("copyName", buffer, sizeof buffer, 32);
+    };
+    EXPECT_DEATH(overflow(), "log: Buffer overflow in copyName copying 32 bytes to a buffer at "
+                             "0x0x[0-9a-f]+ that is only 16 bytes in size\n"
+                             "qzlib message 1072 \\[qzstd.util.mem "
+                             "_qzInvalidMemoryAccess_abort:[0-9]+\\]: 16, 32\n");
 }
 
 } // namespace

@@ -1,0 +1,102 @@
+//===- qzstd/detail/FileSupport.h - What the file utilities share -*- C++ -*-===//
+//
+// Internal to the file utilities: their component and catalogue numbers, the
+// two loggers they write to, the report helpers that leave errno as the
+// failed call set it, and the two name-buffer helpers every splitter uses.
+// The loggers are fetched here and nowhere else, so that how the file
+// utilities log can change in this one place. Not installed.
+//
+//===----------------------------------------------------------------------===//
+#ifndef QZSTD_DETAIL_FILESUPPORT_H
+#define QZSTD_DETAIL_FILESUPPORT_H
+
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzstd/FaultReport.h"
+#include "qzstd/Path.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+namespace qzs {
+namespace qzlib {
+namespace detail {
+namespace file {
+
+inline constexpr char kFileComponent[] = "qzstd.util.file";
+
+inline constexpr unsigned int kMsgOpenFailed = 1091;
+// A file call refused by the system: the call's name, the file or
+// descriptor, the error number and its text.
+inline constexpr unsigned int kMsgFileCallFailed = 1092;
+inline constexpr unsigned int kMsgDeleteFailed = 1093;
+// Also belongs in the thread's error context once error contexts exist.
+inline constexpr unsigned int kMsgRenameFailed = 1800;
+inline constexpr unsigned int kMsgDirectoryMissing = 25119;
+
+// The bound on repeating an interrupted call: qzFsyncData and the flush of
+// qzFclose make up to 10 tries in all, qzFsync up to 10 more after its first.
+inline constexpr int kSyncTries = 10;
+
+/// The file utilities' logger, "qzstd.util.file".
+inline qzlog::Logger* fileLogger() {
+    static qzlog::Logger* const logger =
+        qzlog::Logger::getRepository().getLogger("qzstd.util.file");
+    return logger;
+}
+
+/// The logger of directory deletion, "fileutl.delete".
+inline qzlog::Logger* deleteLogger() {
+    static qzlog::Logger* const logger = qzlog::Logger::getRepository().getLogger("fileutl.delete");
+    return logger;
+}
+
+// Callers read errno after a failed call, so a report leaves it as it was,
+// the building of the argument text included. The site's file and line are
+// those of the call, not of this header.
+inline void report(const char* function, unsigned int number, const std::string& arguments,
+                   const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    int saved = errno;
+    reportFault(FaultSite{kFileComponent, file, function, line}, number, arguments);
+    errno = saved;
+}
+
+inline std::string systemText(int error) {
+    char buffer[256];
+    return ::strerror_r(error, buffer, sizeof buffer);
+}
+
+// Message 1092. errno is left as the failed call set it.
+inline void reportCall(const char* function, const char* call, const std::string& target, int error,
+                       const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+    std::string arguments =
+        std::string(call) + ", " + target + ", " + std::to_string(error) + ", " + systemText(error);
+    report(function, kMsgFileCallFailed, arguments, file, line);
+    errno = error;
+}
+
+inline std::string descriptorText(int descriptor) {
+    return "descriptor " + std::to_string(descriptor);
+}
+
+// Copies `text` into a 251-byte name buffer, cutting it there.
+inline void copyName(char* target, const char* text, size_t length) {
+    size_t n = std::min(length, static_cast<size_t>(QZ_FILENAME_SIZE - 1));
+    std::memcpy(target, text, n);
+    target[n] = '\0';
+}
+
+// The start of the last path component.
+inline const char* lastComponent(const char* path) {
+    const char* slash = std::strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
+} // namespace file
+} // namespace detail
+} // namespace qzlib
+} // namespace qzs
+
+#endif // QZSTD_DETAIL_FILESUPPORT_H
