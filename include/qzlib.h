@@ -51,6 +51,7 @@
 #include "qzlog/LoggingPause.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/PatternLayout.h"
+#include "qzlog/StandardLoggers.h"
 #include "qzlog/WriterAppender.h"
 
 #endif // QZLIB_H

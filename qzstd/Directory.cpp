@@ -7,8 +7,6 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Directory.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/LogMacros.h"
 #include "qzstd/FileStatus.h"
 #include "qzstd/detail/FileSupport.h"
 
@@ -21,7 +19,6 @@
 #include <unistd.h>
 
 using namespace qzs::qzlib::detail::file;
-using qzs::qzlib::qzlog::Level;
 
 namespace {
 
@@ -109,7 +106,7 @@ bool qzDeleteFile(char const* name, int* error) {
 }
 
 bool qzDeleteDirectory(char const* path, bool withContents, int* error) {
-    QZ_LOG(deleteLogger(), Level::Info, "Deleting directory '%s', %s", path,
+    QZ_FILE_LOG(deleteLog, Level::Info, "Deleting directory '%s', %s", path,
            withContents ? "with its contents" : "if empty");
     int failure = 0;
     if (withContents && !removeContents(path, failure)) {
@@ -160,7 +157,7 @@ bool qzAgeFiles(char const* name, short versions, bool dotted) {
     generation(to, sizeof to, versions);
     if (::unlink(to) != 0 && errno != ENOENT) {
         ok = false;
-        QZ_LOG(fileLogger(), Level::Info, "qzAgeFiles: Error deleting file '%s'", to);
+        QZ_FILE_LOG(fileLog, Level::Info, "qzAgeFiles: Error deleting file '%s'", to);
         report("qzAgeFiles", kMsgDeleteFailed, to);
     }
 
@@ -168,7 +165,7 @@ bool qzAgeFiles(char const* name, short versions, bool dotted) {
         if (::rename(source, target) == 0 || errno == ENOENT)
             return;
         ok = false;
-        QZ_LOG(fileLogger(), Level::Info, "qzAgeFiles: Error renaming file '%s' to '%s'", source,
+        QZ_FILE_LOG(fileLog, Level::Info, "qzAgeFiles: Error renaming file '%s' to '%s'", source,
                target);
         report("qzAgeFiles", kMsgRenameFailed, std::string(source) + ", " + target);
     };

@@ -7,31 +7,33 @@
 #ifndef QZSTD_DIRECTORY_H
 #define QZSTD_DIRECTORY_H
 
+#include "qzstd/Export.h"
+
 // ---- Directories ------------------------------------------------------------
 
 /// mkdir(path, 0777) (less the umask); EEXIST is a failure like any other.
 /// On failure `*error` (when not null) gets errno.
-bool qzCreateDir(char const* path, int* error);
+QZ_API bool qzCreateDir(char const* path, int* error);
 /// As above; on failure writes "error <errno> (<text>)" to `errorText`.
 /// REQUIRES: `errorText` holds 256 bytes.
-bool qzCreateDir(char const* path, char* errorText);
+QZ_API bool qzCreateDir(char const* path, char* errorText);
 
 /// Creates each missing component of `path` in turn ("/" and "\\" both
 /// separate). If the directory still does not exist, reports message 25119
 /// with the path and gives false.
-bool qzAutoCreateMissingDir(char const* path);
+QZ_API bool qzAutoCreateMissingDir(char const* path);
 
 /// unlink; on failure `*error` (when not null) gets errno.
-bool qzDeleteFile(char const* name, int* error);
+QZ_API bool qzDeleteFile(char const* name, int* error);
 
 /// Removes directory `path`, first everything in it when `withContents`
 /// (symbolic links are removed, never followed). Logs "Deleting directory"
 /// at INFO to logger "fileutl.delete". On failure `*error` (when not null)
 /// gets the errno of the first step that failed.
-bool qzDeleteDirectory(char const* path, bool withContents, int* error);
+QZ_API bool qzDeleteDirectory(char const* path, bool withContents, int* error);
 
 /// access(path, W_OK).
-bool qzDirIsWritable(char const* path);
+QZ_API bool qzDirIsWritable(char const* path);
 
 // ---- Ageing -----------------------------------------------------------------
 
@@ -44,6 +46,6 @@ bool qzDirIsWritable(char const* path);
 /// a failed rename logs at INFO and reports message 1800 with both names.
 /// Both go on with the next step. Gives true when nothing failed.
 /// Not safe against another process ageing the same file at once.
-bool qzAgeFiles(char const* name, short versions, bool dotted);
+QZ_API bool qzAgeFiles(char const* name, short versions, bool dotted);
 
 #endif // QZSTD_DIRECTORY_H

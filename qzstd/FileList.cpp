@@ -7,8 +7,6 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/FileList.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/LogMacros.h"
 #include "qzstd/Memory.h"
 #include "qzstd/detail/FileSupport.h"
 
@@ -22,7 +20,6 @@
 #include <vector>
 
 using namespace qzs::qzlib::detail::file;
-using qzs::qzlib::qzlog::Level;
 
 namespace {
 
@@ -69,7 +66,7 @@ int listFiles(const char* pattern, std::vector<file_info_def>* out, int* count, 
     DIR* directory = ::opendir(opened);
     if (!directory) {
         int error = errno;
-        QZ_LOG(fileLogger(), Level::Error,
+        QZ_FILE_LOG(fileLog, Level::Error,
                "ERROR: cannot open directory: opendir: %s  errno: %d (%s)", opened, error,
                systemText(error));
         errno = error;
@@ -84,7 +81,7 @@ int listFiles(const char* pattern, std::vector<file_info_def>* out, int* count, 
                 int error = errno;
                 // Kept on purpose: "readir" is the text that log searches
                 // look for.
-                QZ_LOG(fileLogger(), Level::Error, "ERROR: readir: errno: %d (%s)", error,
+                QZ_FILE_LOG(fileLog, Level::Error, "ERROR: readir: errno: %d (%s)", error,
                        systemText(error));
             }
             break;

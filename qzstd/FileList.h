@@ -8,6 +8,8 @@
 #ifndef QZSTD_FILELIST_H
 #define QZSTD_FILELIST_H
 
+#include "qzstd/Export.h"
+
 #include "qzstd/Path.h"
 
 #include <sys/stat.h>
@@ -15,7 +17,7 @@
 /// One entry of a file list: the entry's path as the list built it (the
 /// pattern's directory part followed by the entry name, cut at 251 bytes)
 /// and its stat data.
-struct file_info_def {
+struct QZ_API file_info_def {
     char name[QZ_FILENAME_SIZE];
     struct stat info;
 };
@@ -29,21 +31,21 @@ struct file_info_def {
 /// `regularOnly` not 0 skips everything that is not a regular file.
 /// Gives 0, or -1 with errno when the directory cannot be read (logged at
 /// ERROR).
-int qzGetFileList(char const* pattern, file_info_def** list, int* count,
+QZ_API int qzGetFileList(char const* pattern, file_info_def** list, int* count,
                   int (*compare)(void const*, void const*), int maxEntries, int regularOnly);
 
 /// As qzGetFileList over the trail `pattern`: the files of `pattern`
 /// followed by 6 or by 9 characters, in one list.
-int qzGetAllFileList(char const* pattern, file_info_def** list, int* count,
+QZ_API int qzGetAllFileList(char const* pattern, file_info_def** list, int* count,
                      int (*compare)(void const*, void const*), int maxEntries, int regularOnly);
 
 /// The number of files qzGetFileList would list with no limit. Gives 0, or
 /// -1 with `*error` (when not null) set to errno.
-int qzGetFileListCount(char const* pattern, int* count, int* error);
+QZ_API int qzGetFileListCount(char const* pattern, int* count, int* error);
 
 /// Looks for the regular file `name` in each directory of PATH (an empty
 /// entry is the working directory). Gives 1 when found, and then, when
 /// `found` is not null, a qzMalloc'd entry for the first hit; 0 otherwise.
-int qzSearchPath(char const* name, file_info_def** found);
+QZ_API int qzSearchPath(char const* name, file_info_def** found);
 
 #endif // QZSTD_FILELIST_H

@@ -8,11 +8,13 @@
 #ifndef QZSTD_HEXDUMP_H
 #define QZSTD_HEXDUMP_H
 
+#include "qzstd/Export.h"
+
 #include <cstdio>
 
 /// Hexadecimal text of `value`, zero-padded to `width` digits (at least the
 /// digits the value needs), then a NUL. Returns the characters written.
-unsigned long qzHexString(char* target, unsigned long value, unsigned long width, bool upperCase);
+QZ_API unsigned long qzHexString(char* target, unsigned long value, unsigned long width, bool upperCase);
 
 /// Dumps `length` bytes as lines of `bytesPerLine`: address (6-digit offset
 /// when `relative`, else the 8-digit address), the bytes in hex, and their
@@ -21,15 +23,15 @@ unsigned long qzHexString(char* target, unsigned long value, unsigned long width
 /// characters written without the NUL.
 /// REQUIRES: `target` holds qzHexDumpSize(length, bytesPerLine) bytes;
 /// bytesPerLine > 0.
-unsigned long qzHexDump(char* target, void const* data, unsigned long length,
+QZ_API unsigned long qzHexDump(char* target, void const* data, unsigned long length,
                         unsigned long bytesPerLine, bool relative);
 
 /// Size qzHexDump needs, NUL included.
-unsigned long qzHexDumpSize(unsigned long length, unsigned long bytesPerLine);
+QZ_API unsigned long qzHexDumpSize(unsigned long length, unsigned long bytesPerLine);
 
 /// Writes `length` bytes of `data` as lines of 16: the offset (counted from
 /// `offset`) as "%9ld", the bytes as "%02X" in groups of four, and the bytes
 /// as printable characters or ".". Gives false when the stream failed.
-bool qzOutputHexToFile(FILE* stream, char* data, int length, int offset);
+QZ_API bool qzOutputHexToFile(FILE* stream, char* data, int length, int offset);
 
 #endif // QZSTD_HEXDUMP_H

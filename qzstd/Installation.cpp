@@ -8,8 +8,6 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Installation.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/LogMacros.h"
 #include "qzstd/Path.h"
 #include "qzstd/detail/FileSupport.h"
 
@@ -20,7 +18,6 @@
 #include <unistd.h>
 
 using namespace qzs::qzlib::detail::file;
-using qzs::qzlib::qzlog::Level;
 
 namespace {
 
@@ -43,7 +40,7 @@ std::string processExecutableDir() {
 
 std::string computeInstallationDir() {
     std::string executableDir = processExecutableDir();
-    QZ_LOG(fileLogger(), Level::Debug, "ProcessExecutableDir: \"%s\"", executableDir);
+    QZ_FILE_LOG(fileLog, Level::Debug, "ProcessExecutableDir: \"%s\"", executableDir);
     std::string result;
     if (executableDir.empty()) {
         char cwd[PATH_MAX];
@@ -60,7 +57,7 @@ std::string computeInstallationDir() {
             std::printf("Best guess executable path: %s\n", executableDir.c_str());
         }
     }
-    QZ_LOG(fileLogger(), Level::Info, "XQZ installation path: \"%s\"", result);
+    QZ_FILE_LOG(fileLog, Level::Info, "XQZ installation path: \"%s\"", result);
     return result;
 }
 

@@ -8,11 +8,8 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Memory.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/LogMacros.h"
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"
+#include "qzstd/LoggingSeam.h"
 #include "qzstd/NumberString.h"
 
 #include <cerrno>
@@ -21,17 +18,22 @@
 #include <cstring>
 #include <string>
 
-using qzs::qzlib::qzlog::Level;
-using qzs::qzlib::qzlog::Logger;
+using qzs::qzlib::detail::LazyLogger;
+namespace Level = qzs::qzlib::detail::LogLevel;
 
 // Constant-initialised to OFF, so it holds before any constructor runs; the
-// repository takes it over when the logger below is made.
-unsigned char qzlog_std_utility_effective_level = Level::Off;
-
-Logger* qzlog_std_utility =
-    Logger::getRepository().getLogger("qzlog.std.utility", &qzlog_std_utility_effective_level);
+// repository takes it over when the logging core makes qzlog_std_utility.
+unsigned char qzlog_std_utility_effective_level = 255;
 
 namespace {
+
+// The standard utility logger as this floor reaches it; the same logger as
+// qzlog_std_utility once the logging core is up.
+LazyLogger g_utilityLog("qzlog.std.utility");
+// The logger of the overflow abort, "qzlib.memutl".
+LazyLogger g_overflowLog("qzlib.memutl");
+
+#define QZ_TRACE(...) QZ_SEAM_LOG(g_utilityLog, __FILE__, __func__, Level::Debug, __VA_ARGS__)
 
 const char kMemComponent[] = "qzstd.util.mem";
 
@@ -61,45 +63,29 @@ TraceText countText(long value) {
     return t;
 }
 
-// The logger is null only while this file's static initialisers have not
-// run, or during the instant its byte is being taken over.
+// Nothing is traced until the logging core is up (the byte reads OFF).
 [[gnu::noinline, gnu::cold]] void traceAllocation(const void* pointer, long bytes) {
-    Logger* log = qzlog_std_utility;
-    if (!log)
-        return;
-    QZ_LOG(log, Level::Debug, "pointer allocated: %s", pointerText(pointer).text);
-    QZ_LOG(log, Level::Debug, "bytes allocated: %s", countText(bytes).text);
+    QZ_TRACE("pointer allocated: %s", pointerText(pointer).text);
+    QZ_TRACE("bytes allocated: %s", countText(bytes).text);
 }
 
 [[gnu::noinline, gnu::cold]] void traceElements(const void* pointer, int count, int elementSize) {
-    Logger* log = qzlog_std_utility;
-    if (!log)
-        return;
-    QZ_LOG(log, Level::Debug, "pointer allocated: %s", pointerText(pointer).text);
-    QZ_LOG(log, Level::Debug, "elements allocated: %s", countText(count).text);
-    QZ_LOG(log, Level::Debug, "element size: %s", countText(elementSize).text);
+    QZ_TRACE("pointer allocated: %s", pointerText(pointer).text);
+    QZ_TRACE("elements allocated: %s", countText(count).text);
+    QZ_TRACE("element size: %s", countText(elementSize).text);
 }
 
 [[gnu::noinline, gnu::cold]] void traceReallocBefore(const void* pointer, int size) {
-    Logger* log = qzlog_std_utility;
-    if (!log)
-        return;
-    QZ_LOG(log, Level::Debug, "pointer before realloc: %s", pointerText(pointer).text);
-    QZ_LOG(log, Level::Debug, "bytes reallocated: %s", countText(size).text);
+    QZ_TRACE("pointer before realloc: %s", pointerText(pointer).text);
+    QZ_TRACE("bytes reallocated: %s", countText(size).text);
 }
 
 [[gnu::noinline, gnu::cold]] void traceReallocAfter(const void* pointer) {
-    Logger* log = qzlog_std_utility;
-    if (!log)
-        return;
-    QZ_LOG(log, Level::Debug, "pointer after realloc: %s", pointerText(pointer).text);
+    QZ_TRACE("pointer after realloc: %s", pointerText(pointer).text);
 }
 
 [[gnu::noinline, gnu::cold]] void traceFree(const void* pointer) {
-    Logger* log = qzlog_std_utility;
-    if (!log)
-        return;
-    QZ_LOG(log, Level::Debug, "pointer freed: %s", pointerText(pointer).text);
+    QZ_TRACE("pointer freed: %s", pointerText(pointer).text);
 }
 
 // Message 1088: the failing call's name and the bytes asked for. Memory may
@@ -207,12 +193,9 @@ void qzFreeAligned(void* pointer) {
 
 void _qzInvalidMemoryAccess_abort(char const* function, void const* buffer,
                                   unsigned long bufferSize, unsigned long copySize) {
-    // Fetched here rather than at start-up: this runs once per process at
-    // most, and may run before this file's initialisers did.
-    Logger* log = Logger::getRepository().getLogger("qzlib.memutl");
     // Kept on purpose: "0x" stands before a %p that renders its own "0x".
-    QZ_LOG(
-        log, Level::Fatal,
+    QZ_SEAM_LOG(
+        g_overflowLog, __FILE__, __func__, Level::Fatal,
         "Buffer overflow in %s copying %d bytes to a buffer at 0x%p that is only %d bytes in size",
         function, copySize, buffer, bufferSize);
     try {

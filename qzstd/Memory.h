@@ -9,52 +9,42 @@
 #ifndef QZSTD_MEMORY_H
 #define QZSTD_MEMORY_H
 
-namespace qzs {
-namespace qzlib {
-namespace qzlog {
-class Logger;
-} // namespace qzlog
-} // namespace qzlib
-} // namespace qzs
+#include "qzstd/Export.h"
 
-/// The standard utility logger, "qzlog.std.utility" in the tree: the dotted
-/// form of the standard name "qzlog_std_utility", so a configuration that
-/// names the standard utility logger reaches this one. Allocation tracing
-/// goes here. Null until this library's static initialisers have run.
-extern qzs::qzlib::qzlog::Logger* qzlog_std_utility;
-
-/// The effective level byte of qzlog_std_utility, owned here and kept up to
+/// The effective level byte of the standard utility logger
+/// (qzlog_std_utility, qzlog/StandardLoggers.h), owned here so that
+/// allocation tests it without reaching up into logging, and kept up to
 /// date by the repository. It reads OFF (255) until the logger exists, so an
 /// allocation made by an earlier static initialiser is never traced. Read it
 /// with a relaxed atomic load when other threads may be configuring.
-extern unsigned char qzlog_std_utility_effective_level;
+extern QZ_API unsigned char qzlog_std_utility_effective_level;
 
 /// malloc(size). A size of 0 gives null and reports nothing; a failed call
 /// reports message 1088 ("malloc" and the size) and gives null. Release with
 /// qzFree. Tracing at DEBUG (143) when the utility logger asks for it.
 /// Thread-safe as the platform allocator is.
-void* qzMalloc(int size);
+QZ_API void* qzMalloc(int size);
 
 /// As qzMalloc, zeroed (calloc); a failure reports "calloc".
-void* qzCalloc(int size);
+QZ_API void* qzCalloc(int size);
 
 /// calloc(count, elementSize). A count below 1 gives null and reports
 /// nothing; a failure reports "calloc" with count times elementSize bytes.
-void* qzCallocStandard(int count, int elementSize);
+QZ_API void* qzCallocStandard(int count, int elementSize);
 
 /// qzMalloc(size), then copies `size` bytes of `source` there, stores the
 /// block in `*target` and returns it. Kept on purpose: a failed allocation
 /// is not tested before the copy; the report of message 1088 is the
 /// failure path, and a disposition that returns then faults on the copy.
-void* qzAllocMemcpy(void** target, void const* source, int size);
+QZ_API void* qzAllocMemcpy(void** target, void const* source, int size);
 
 /// realloc(pointer, size). A failure reports "realloc" and gives null, and
 /// `pointer` stays valid, as with realloc. A size of 0 is realloc's own
 /// affair (glibc frees `pointer` and gives null) and reports nothing.
-void* qzRealloc(void* pointer, int size);
+QZ_API void* qzRealloc(void* pointer, int size);
 
 /// free(pointer) when not null; always 0.
-int qzFree(void* pointer);
+QZ_API int qzFree(void* pointer);
 
 /// A block of `size` rounded up to a multiple of `alignment`, aligned to
 /// `alignment` (posix_memalign). On failure errno holds the call's result,
@@ -62,16 +52,16 @@ int qzFree(void* pointer);
 /// the result is null. Release with qzFreeAligned.
 /// REQUIRES: alignment > 0 (it divides); a power of two, multiple of
 /// sizeof(void*), or the call fails with EINVAL.
-void* qzMallocAligned(unsigned long size, unsigned long alignment);
+QZ_API void* qzMallocAligned(unsigned long size, unsigned long alignment);
 
 /// Releases a block of qzMallocAligned.
-void qzFreeAligned(void* pointer);
+QZ_API void qzFreeAligned(void* pointer);
 
 /// The end of the checked copy functions, called when a copy of `copySize`
 /// bytes would overrun `buffer` of `bufferSize` bytes in `function`. Logs
 /// at FATAL (254) to "qzlib.memutl", reports message 1072 with the buffer
 /// size and the copy size, and aborts the process.
-[[noreturn]] void _qzInvalidMemoryAccess_abort(char const* function, void const* buffer,
+[[noreturn]] QZ_API void _qzInvalidMemoryAccess_abort(char const* function, void const* buffer,
                                                unsigned long bufferSize, unsigned long copySize);
 
 #endif // QZSTD_MEMORY_H

@@ -7,8 +7,6 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Path.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/LogMacros.h"
 #include "qzstd/FileList.h"
 #include "qzstd/detail/FileSupport.h"
 
@@ -23,7 +21,6 @@
 #include <vector>
 
 using namespace qzs::qzlib::detail::file;
-using qzs::qzlib::qzlog::Level;
 
 namespace {
 
@@ -53,7 +50,7 @@ bool qzGetRealPath(char const* path, char* resolved, int* error) {
         return false;
     }
     std::memcpy(resolved, buffer, std::strlen(buffer) + 1);
-    QZ_LOG(fileLogger(), Level::Debug, "\"%s\" is resolved as \"%s\"", path, resolved);
+    QZ_FILE_LOG(fileLog, Level::Debug, "\"%s\" is resolved as \"%s\"", path, resolved);
     // Kept on purpose: realpath may leave errno set from a step it recovered
     // from, and callers test errno after a success.
     errno = 0;
@@ -66,7 +63,7 @@ bool qzGetLocalPath(char const* path, char* resolved) {
     struct stat info;
     if (::stat(path, &info) != 0) {
         int error = errno;
-        QZ_LOG(fileLogger(), Level::Info, "error (%d), unable to stat path \"%s\"", error, path);
+        QZ_FILE_LOG(fileLog, Level::Info, "error (%d), unable to stat path \"%s\"", error, path);
         std::snprintf(resolved, PATH_MAX, "%s", path);
         errno = error;
         return false;
@@ -145,7 +142,7 @@ int qzGetFullPathName(char const* path, int size, char* fullPath, char** filePar
     size_t filePos = result.rfind('/') + 1;
     if (filePart)
         *filePart = fullPath + filePos;
-    QZ_LOG(fileLogger(), Level::Debug, "path name \"%s\" has dir \"%s\" and file name \"%s\"", path,
+    QZ_FILE_LOG(fileLog, Level::Debug, "path name \"%s\" has dir \"%s\" and file name \"%s\"", path,
            result.substr(0, filePos), fullPath + filePos);
     return static_cast<int>(result.size());
 }

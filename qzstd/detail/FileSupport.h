@@ -10,9 +10,8 @@
 #ifndef QZSTD_DETAIL_FILESUPPORT_H
 #define QZSTD_DETAIL_FILESUPPORT_H
 
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
 #include "qzstd/FaultReport.h"
+#include "qzstd/LoggingSeam.h"
 #include "qzstd/Path.h"
 
 #include <algorithm>
@@ -41,17 +40,12 @@ inline constexpr unsigned int kMsgDirectoryMissing = 25119;
 inline constexpr int kSyncTries = 10;
 
 /// The file utilities' logger, "qzstd.util.file".
-inline qzlog::Logger* fileLogger() {
-    static qzlog::Logger* const logger =
-        qzlog::Logger::getRepository().getLogger("qzstd.util.file");
-    return logger;
-}
+inline LazyLogger fileLog("qzstd.util.file");
 
 /// The logger of directory deletion, "fileutl.delete".
-inline qzlog::Logger* deleteLogger() {
-    static qzlog::Logger* const logger = qzlog::Logger::getRepository().getLogger("fileutl.delete");
-    return logger;
-}
+inline LazyLogger deleteLog("fileutl.delete");
+
+namespace Level = qzlib::detail::LogLevel;
 
 // Callers read errno after a failed call, so a report leaves it as it was,
 // the building of the argument text included. The site's file and line are
@@ -98,5 +92,8 @@ inline const char* lastComponent(const char* path) {
 } // namespace detail
 } // namespace qzlib
 } // namespace qzs
+
+/// A record of the calling function to one of the loggers above.
+#define QZ_FILE_LOG(lazy, level, ...) QZ_SEAM_LOG(lazy, __FILE__, __func__, level, __VA_ARGS__)
 
 #endif // QZSTD_DETAIL_FILESUPPORT_H

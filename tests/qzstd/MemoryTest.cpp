@@ -14,6 +14,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/PatternLayout.h"
+#include "qzlog/StandardLoggers.h"
 #include "qzlog/WriterAppender.h"
 
 #include <gtest/gtest.h>
