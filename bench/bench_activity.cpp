@@ -22,8 +22,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <string>
+#include <system_error>
 #include <unistd.h>
 
 //===-- Allocation counting ------------------------------------------------===//
@@ -88,11 +90,23 @@ public:
     unsigned long bytes = 0;
 };
 
+// One scratch folder a run, removed by main when the benchmarks are done (the
+// files in it grow to hundreds of megabytes).
+std::string& scratchPath() {
+    static std::string dir;
+    return dir;
+}
+
 std::string scratchDir() {
-    static std::string dir = [] {
+    std::string& dir = scratchPath();
+    if (dir.empty()) {
         char pattern[] = "/tmp/qzbenchXXXXXX";
-        return std::string(::mkdtemp(pattern));
-    }();
+        if (!::mkdtemp(pattern)) {
+            std::perror("bench_activity: mkdtemp");
+            std::exit(1);
+        }
+        dir = pattern;
+    }
     return dir;
 }
 
@@ -247,4 +261,16 @@ BENCHMARK(BM_Replay_Qz)->MinTime(0.5)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    // The appenders still hold their files open; unlinking them is enough.
+    if (!scratchPath().empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(scratchPath(), ignored);
+    }
+    return 0;
+}

@@ -10,6 +10,11 @@
 // The format must be a string literal (its pointer is kept), and the logger
 // expression is evaluated once or twice, so keep it a plain pointer.
 //
+// Kept on purpose: a statement is keyed by its file and line, and the first
+// statement seen on a line gives the format for every statement on it. Two
+// statements on one line (`if (x) QZ_INFO(...); else QZ_WARN(...);`) print
+// the first one's text: put each statement on a line of its own.
+//
 //===----------------------------------------------------------------------===//
 #ifndef QZLOG_LOGMACROS_H
 #define QZLOG_LOGMACROS_H

@@ -69,7 +69,11 @@ public:
     Logger* getChild(const char* leaf) const;
 
     /// Attaches `appender` (no duplicate check). The logger does not own it.
-    /// Levels are not recalculated: call recalculateEffectiveLevels after.
+    /// Kept on purpose: levels are not recalculated. The effective level folds
+    /// in the thresholds of the appenders in reach, so after setLevel on a
+    /// logger with no appender in reach yet, events below WARN stay off until
+    /// getRepository().recalculateEffectiveLevels() runs: call it after
+    /// adding appenders, or add them before setLevel.
     void addAppender(Appender& appender);
     /// First attached appender whose name equals `name`, else null.
     Appender* getAppender(const char* name);

@@ -55,6 +55,22 @@ public:
     int toUTF16(unsigned short* dst, int dstUnits, const char* src, int srcBytes, ULibError* err);
     int fromUTF16(char* dst, int dstBytes, const unsigned short* src, int srcUnits, ULibError* err);
 
+    /// The set lookups, by number and by name, answered from the character
+    /// set table (CharSetTable has the rules: rows, block order, what
+    /// ULIB_CS_DEFAULT and a number in no block give). The top bit of a set
+    /// number is masked off.
+    static const char* toConverterName(ULibCharSet cs) { return CharSetTable::toConverterName(cs); }
+    static const char* toMIMEName(ULibCharSet cs) { return CharSetTable::toMIMEName(cs); }
+    static std::int32_t toCCSID(ULibCharSet cs) { return CharSetTable::toCCSID(cs); }
+    static bool isUSASCIICompatible(ULibCharSet cs) { return CharSetTable::isUSASCIICompatible(cs); }
+    static bool isEBCDIC(ULibCharSet cs) { return CharSetTable::isEBCDIC(cs); }
+    static int getMinCharSize(ULibCharSet cs) { return CharSetTable::getMinCharSize(cs); }
+    static int getMaxCharSize(ULibCharSet cs) { return CharSetTable::getMaxCharSize(cs); }
+    static int getNullCharSize(ULibCharSet cs) { return CharSetTable::getNullCharSize(cs); }
+    static ULibCharSet toCharSet(const char* name) { return CharSetTable::toCharSet(name); }
+    static ULibCharSet fromMIMEName(const char* name) { return CharSetTable::fromMIMEName(name); }
+    static ULibCharSet fromCCSID(std::int32_t ccsid) { return CharSetTable::fromCCSID(ccsid); }
+
     /// True unless ICU cannot open cs with the thread's settings.
     static bool isSupported(ULibCharSet cs);
     /// Units up to a zero unit, characters up to a zero 32-bit value. Null: 0.

@@ -422,3 +422,26 @@ TEST(ConverterTest, DefaultSetIsWhatICUOpens) {
 }
 
 } // namespace
+
+// The front end's set lookups answer as the table does, including for the
+// process default and a number in no block (hosts call them on CSConverter).
+TEST(ConverterFrontEnd, LookupsAnswerAsTheTable) {
+    for (std::int32_t n : {0, 2, 1000, 1003, 5000, 10000, 10229, 999, std::int32_t(ULIB_CS_DEFAULT)}) {
+        SCOPED_TRACE(n);
+        ULibCharSet c = cs(n);
+        EXPECT_EQ(CSConverter::toConverterName(c), CharSetTable::toConverterName(c));
+        EXPECT_EQ(CSConverter::toMIMEName(c), CharSetTable::toMIMEName(c));
+        EXPECT_EQ(CSConverter::toCCSID(c), CharSetTable::toCCSID(c));
+        EXPECT_EQ(CSConverter::isUSASCIICompatible(c), CharSetTable::isUSASCIICompatible(c));
+        EXPECT_EQ(CSConverter::isEBCDIC(c), CharSetTable::isEBCDIC(c));
+        EXPECT_EQ(CSConverter::getMinCharSize(c), CharSetTable::getMinCharSize(c));
+        EXPECT_EQ(CSConverter::getMaxCharSize(c), CharSetTable::getMaxCharSize(c));
+        EXPECT_EQ(CSConverter::getNullCharSize(c), CharSetTable::getNullCharSize(c));
+        if (const char* name = CharSetTable::toConverterName(c))
+            EXPECT_EQ(CSConverter::toCharSet(name), CharSetTable::toCharSet(name));
+        if (const char* mime = CharSetTable::toMIMEName(c))
+            EXPECT_EQ(CSConverter::fromMIMEName(mime), CharSetTable::fromMIMEName(mime));
+        EXPECT_EQ(CSConverter::fromCCSID(CharSetTable::toCCSID(c)), CharSetTable::fromCCSID(CharSetTable::toCCSID(c)));
+    }
+    EXPECT_EQ(ULIB_CS_INVALID, CSConverter::toCharSet(nullptr));
+}
