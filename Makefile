@@ -4,11 +4,11 @@ JOBS ?= 2
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 
-PACKAGES := cmake ninja-build g++ clang pkg-config libicu-dev icu-devtools \
+PACKAGES := cmake ninja-build g++ clang libclang-rt-dev pkg-config libicu-dev icu-devtools \
 	libxerces-c-dev rapidjson-dev libboost-dev libgtest-dev libgmock-dev \
 	libbenchmark-dev libspdlog-dev liblog4cxx-dev
 
-.PHONY: all deps build test demo bench asan tsan fuzz install clean
+.PHONY: all deps build test demo bench asan tsan fuzz fuzz-replay install clean
 
 all: build
 
@@ -56,7 +56,23 @@ fuzz: deps build/fuzz/build.ninja
 	  [ -x "$$f" ] || continue; n=$$(basename $$f); \
 	  mkdir -p build/fuzz/corpus/$$n build/fuzz/crashes; \
 	  echo "== $$n ($(FUZZ_SECONDS)s)"; \
-	  $$f -max_total_time=$(FUZZ_SECONDS) -artifact_prefix=build/fuzz/crashes/ build/fuzz/corpus/$$n fuzz/corpus/$$n; \
+	  $$f -max_total_time=$(FUZZ_SECONDS) -artifact_prefix=build/fuzz/crashes/ build/fuzz/corpus/$$n fuzz/corpus/$$n \
+	    $$( [ -d fuzz/regressions/$$n ] && echo fuzz/regressions/$$n ); \
+	done
+
+# Runs each target once over every seed and every saved crash input
+# (fuzz/regressions/<target>/), with no mutation, so that a finding stays
+# fixed. CI runs it; a target with no input at all is an error.
+fuzz-replay: deps build/fuzz/build.ninja
+	cmake --build --preset fuzz -j $(JOBS)
+	@set -e; for f in build/fuzz/fuzz/fuzz_*; do \
+	  [ -x "$$f" ] || continue; n=$$(basename $$f); \
+	  inputs=$$(find fuzz/corpus/$$n fuzz/regressions/$$n -type f 2>/dev/null | LC_ALL=C sort); \
+	  if [ -z "$$inputs" ]; then echo "$$n: no seed or regression input"; exit 1; fi; \
+	  echo "== $$n: $$(echo "$$inputs" | wc -l) inputs"; \
+	  if ! $$f -runs=1 $$inputs > build/fuzz/replay-$$n.log 2>&1; then \
+	    cat build/fuzz/replay-$$n.log; echo "$$n: replay failed"; exit 1; \
+	  fi; \
 	done
 
 install: build

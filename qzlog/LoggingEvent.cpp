@@ -15,6 +15,7 @@
 #include "qzstd/memutl.h"
 #include "qzunicode/ULib.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -251,6 +252,10 @@ uint64_t integerValue(const unsigned char* data, LogDataType type, size_t& digit
 
 void LoggingEvent::formatFloat(const unsigned char* data, unsigned int width, unsigned int precision,
                                format_t& scratch) const {
+    // Bounded here too, not only by the parse of a format: snprintf allocates
+    // as much as the precision asks.
+    width = std::min(width, Token::MaxWidth);
+    precision = std::min(precision, Token::MaxWidth);
     char spec[32] = "%";
     size_t n = 1;
     if (width)
@@ -261,7 +266,15 @@ void LoggingEvent::formatFloat(const unsigned char* data, unsigned int width, un
     }
     spec[n++] = 'f';
     spec[n] = '\0';
-    std::snprintf(scratch.buffer, sizeof scratch.buffer, spec, static_cast<double>(readAs<float>(data)));
+    const double value = static_cast<double>(readAs<float>(data));
+    const int length = std::snprintf(scratch.buffer, sizeof scratch.buffer, spec, value);
+    // A wide or precise field does not fit the buffer: render it whole into
+    // longText rather than cut the number off.
+    if (length >= static_cast<int>(sizeof scratch.buffer)) {
+        scratch.longText.resize(static_cast<size_t>(length) + 1);
+        std::snprintf(&scratch.longText[0], scratch.longText.size(), spec, value);
+        scratch.longText.resize(static_cast<size_t>(length));
+    }
 }
 
 void LoggingEvent::format(const unsigned char* data, LogDataType type, format_t& scratch,

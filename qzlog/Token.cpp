@@ -43,9 +43,6 @@ void Token::parseJustification(const char*& cursor) {
     }
     if (*cursor >= '0' && *cursor <= '9') {
         width = parseInt(cursor, &zeroPad);
-        // Decision: a field is padded to at most 64 KiB. A pattern or format
-        // with a width in the millions is a mistake, and must not cost the
-        // host a gigabyte of padding per line.
         if (width > MaxWidth)
             width = MaxWidth;
     } else {
@@ -55,6 +52,8 @@ void Token::parseJustification(const char*& cursor) {
     if (*cursor == '.') {
         ++cursor;
         precision = parseInt(cursor, nullptr);
+        if (precision > MaxWidth)
+            precision = MaxWidth;
     } else {
         precision = 0;
     }

@@ -68,7 +68,12 @@ namespace qzlog {
 /// unknown conversion, otherwise the conversion letter.
 class Token {
 public:
-    /// The widest field padded; larger widths are taken as this.
+    /// The widest field padded and the largest precision honoured; larger
+    /// values are taken as this. Decision: 64 KiB, the largest stored detail.
+    /// A width or precision in the millions is a mistake in a format, or a
+    /// damaged activity file replaying its own formats, and must not cost the
+    /// host gigabytes per line (printf of a float asks for a buffer as large
+    /// as its precision).
     static constexpr unsigned int MaxWidth = 0x10000;
 
     Token() { clear(); }
