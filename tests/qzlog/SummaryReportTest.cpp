@@ -28,7 +28,6 @@ TEST(SummaryReportTest, FreshRepository) {
     EXPECT_EQ(report.substr(0, head.size()), head) << report;
     EXPECT_NE(report.find("\n  root (WARN)\n"), std::string::npos) << report;
     EXPECT_EQ(report.find("Active"), std::string::npos) << report;
-    EXPECT_EQ(report.find("appenders:"), std::string::npos) << report;
 }
 
 TEST(SummaryReportTest, ActiveIdleAndAppenderSections) {
