@@ -9,6 +9,7 @@
 #include "CaptureAppender.h"
 #include "FaultCollector.h"
 #include "LogTestUtil.h"
+#include "TempDir.h"
 
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Filter.h"
@@ -21,27 +22,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace qzs::qzlib::qzlog;
+using qztest::writeFile;
 
 namespace {
-
-std::string tempPath(const char* tag) {
-    char pattern[] = "/tmp/qzactXXXXXX";
-    int fd = ::mkstemp(pattern);
-    ::close(fd);
-    return std::string(pattern) + "-" + tag;
-}
-
-void writeFile(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
 
 std::string joined(const std::vector<std::string>& parts) {
     std::string all;
@@ -73,14 +61,14 @@ bool replay(const std::string& path, std::string* error = nullptr) {
 /// replay failure fails the test.
 std::vector<std::string> replayCaptured(Logger* logger, const qztest::CaptureAppender& binary, const char* pattern) {
     logger->removeAllAppenders();
-    const std::string path = tempPath("replay");
-    writeFile(path, joined(binary.lines()));
+    qztest::TempDir temp("qzact");
+    const std::string path = temp.path("replay");
+    qztest::writeFile(path, joined(binary.lines()));
     qztest::CaptureAppender replayed("replayed", pattern ? new PatternLayout(pattern) : nullptr);
     logger->addAppender(replayed);
     std::string error;
     EXPECT_TRUE(replay(path, &error)) << error;
     logger->removeAllAppenders();
-    std::remove(path.c_str());
     return replayed.lines();
 }
 
@@ -247,9 +235,7 @@ protected:
         Logger* root = Logger::getRepository().getRootLogger();
         root->addAppender(*capture);
         root->setLevel(Level::All);
-        path = tempPath("reader");
     }
-    ~ActivityReaderTest() override { std::remove(path.c_str()); }
 
     bool run(const std::string& bytes, std::string* error = nullptr) {
         writeFile(path, bytes);
@@ -257,7 +243,8 @@ protected:
     }
 
     std::unique_ptr<qztest::CaptureAppender> capture;
-    std::string path;
+    qztest::TempDir temp{"qzact"};
+    const std::string path = temp.path("reader");
     qztest::FaultCollector faults;
 };
 

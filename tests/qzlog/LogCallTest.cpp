@@ -76,8 +76,6 @@ TEST_F(LogCallTest, HexOctalCharAndPointer) {
     EXPECT_EQ(MESSAGE("%x", p), "0x0000000000001234");
     EXPECT_EQ(MESSAGE("%p", p), "0x0000000000001234");
     EXPECT_EQ(MESSAGE("%p", nullptr), "0x0000000000000000");
-    int local = 0;
-    EXPECT_EQ(MESSAGE("%p", &local).size(), 18u);
 }
 
 TEST_F(LogCallTest, TextArguments) {
@@ -101,14 +99,8 @@ TEST_F(LogCallTest, FloatWithWidthAndPrecision) {
     EXPECT_EQ(MESSAGE("%.1f|%d", 2.5f, 3), "2.5|3");
 }
 
-TEST_F(LogCallTest, ZeroToNineArguments) {
-    // Every arity up to nine, mixing the stored types.
-    EXPECT_EQ(MESSAGE("none"), "none");
-    EXPECT_EQ(MESSAGE("%d", 1), "1");
-    EXPECT_EQ(MESSAGE("%d %s", 1, "two"), "1 two");
-    EXPECT_EQ(MESSAGE("%d %s %u %d", 1, "two", 3u, 4L), "1 two 3 4");
-    EXPECT_EQ(MESSAGE("%d %s %u %d %d %s", 1, "two", 3u, 4L, 5UL, std::string("six")),
-              "1 two 3 4 5 six");
+TEST_F(LogCallTest, NineMixedArguments) {
+    // Each argument keeps its own slot and type, however many there are.
     EXPECT_EQ(MESSAGE("%d %u %s %s %p %ld %lu %d %d", -1, 2u, "three", std::string("four"),
                       reinterpret_cast<void*>(5), 6L, 7UL, static_cast<short>(8),
                       static_cast<unsigned short>(9)),
@@ -125,64 +117,37 @@ TEST_F(LogCallTest, MessageIsTrimmed) {
 }
 
 TEST_F(LogCallTest, RawDumpIsIndentedUnderItsStart) {
-    // A dump over several lines lines up under the column where it starts, short or long.
-    const char bytes[] = "ABCDEFGHIJKLMNOPQRST";
-    EXPECT_EQ(MESSAGE("raw=%s", LoggingRawData(bytes, 20)),
+    // Every later line of a dump, and the text after it, lines up under the dump's start.
+    const char bytes[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    EXPECT_EQ(MESSAGE("raw=%s end", LoggingRawData(bytes, 36)),
               "raw=000000: 41 42 43 44 45 46 47 48 49 4a 4b 4c 4d 4e 4f 50 |ABCDEFGHIJKLMNOP|\n"
-              "    000010: 51 52 53 54                                     |QRST            |");
+              "    000010: 51 52 53 54 55 56 57 58 59 5a 30 31 32 33 34 35 |QRSTUVWXYZ012345|\n"
+              "    000020: 36 37 38 39                                     |6789            |\n"
+              "     end");
     EXPECT_EQ(MESSAGE("%s", LoggingRawData(nullptr, 10)), "");
-
-    std::vector<unsigned char> big(100);
-    for (size_t i = 0; i < big.size(); ++i)
-        big[i] = static_cast<unsigned char>(i);
-    std::string text = MESSAGE("dump: %s end", LoggingRawData(big.data(), big.size()));
-    std::vector<std::string> lines;
-    for (size_t start = 0;;) {
-        size_t nl = text.find('\n', start);
-        lines.push_back(text.substr(start, nl - start));
-        if (nl == std::string::npos)
-            break;
-        start = nl + 1;
-    }
-    ASSERT_EQ(lines.size(), 8u);
-    EXPECT_EQ(lines[0].rfind("dump: 000000: 00 01", 0), 0u);
-    for (size_t i = 1; i < 7; ++i)
-        EXPECT_EQ(lines[i].substr(0, 10), "      0000") << lines[i];
-    EXPECT_EQ(lines[7], "       end"); // the indent of the line after the dump, then " end"
 }
 
 TEST_F(LogCallTest, LevelAndRetraceMaskGateTheCall) {
-    // Below the effective byte, or with the retrace mask set, nothing is logged.
-    log.logger->setLevel(Level::Warn);
-    QZT_LOG(log.logger, Level::Info, "dropped");
-    QZT_LOG(log.logger, Level::Warn, "kept");
-    EXPECT_EQ(log.capture->count(), 1u);
-
-    Logger::m_retraceEventMask = 1;
-    QZT_LOG(log.logger, Level::Fatal, "masked");
-    EXPECT_FALSE(log.logger->isEnabledFor(Level::Fatal));
-    Logger::m_retraceEventMask = 0;
-    EXPECT_EQ(log.capture->count(), 1u);
-}
-
-TEST_F(LogCallTest, DisabledMacroDoesNotEvaluateArguments) {
-    // The macros test the level before the arguments are evaluated.
+    // Below the effective byte, or with the retrace mask set, nothing is logged,
+    // whether called directly or through a macro, which tests before it evaluates.
     int evaluated = 0;
     log.logger->setLevel(Level::Info);
+    QZT_LOG(log.logger, Level::Debug, "dropped");
     QZ_DEBUG(log.logger, "%d", ++evaluated);
     QZ_DATA(log.logger, "%d", ++evaluated);
     EXPECT_EQ(evaluated, 0);
     QZ_INFO(log.logger, "%d", ++evaluated);
     QZ_ERROR(log.logger, "%d", ++evaluated);
-    EXPECT_EQ(evaluated, 2);
-    EXPECT_EQ(log.capture->lines(), (std::vector<std::string>{"1", "2"}));
-
-    Logger::m_retraceEventMask = 4;
-    QZ_FATAL(log.logger, "%d", ++evaluated);
-    Logger::m_retraceEventMask = 0;
-    EXPECT_EQ(evaluated, 2);
     EXPECT_TRUE(QZ_LOG_ENABLED(log.logger, Level::Info));
     EXPECT_FALSE(QZ_LOG_ENABLED(log.logger, Level::Debug));
+
+    Logger::m_retraceEventMask = 4;
+    QZT_LOG(log.logger, Level::Fatal, "masked");
+    QZ_FATAL(log.logger, "%d", ++evaluated);
+    EXPECT_FALSE(log.logger->isEnabledFor(Level::Fatal));
+    Logger::m_retraceEventMask = 0;
+    EXPECT_EQ(evaluated, 2);
+    EXPECT_EQ(log.capture->lines(), (std::vector<std::string>{"1", "2"}));
 }
 
 // Spoils errno on every write, as a failing output would.
@@ -203,9 +168,6 @@ TEST_F(LogCallTest, ErrnoSurvivesTheCall) {
     QZT_LOG(log.logger, Level::Info, "value %d", 1);
     EXPECT_EQ(errno, EDOM);
     EXPECT_EQ(spoiler.count(), 1u);
-    errno = ERANGE;
-    QZT_LOG(log.logger, Level::Debug, "again");
-    EXPECT_EQ(errno, ERANGE);
     log.logger->removeAppender(spoiler);
 }
 

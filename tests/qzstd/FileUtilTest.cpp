@@ -11,6 +11,7 @@
 
 #include "CaptureAppender.h"
 #include "FaultCollector.h"
+#include "TempDir.h"
 #include "qzlog/Level.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
@@ -26,10 +27,8 @@
 #include <deque>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
-#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,38 +41,23 @@ using qzs::qzlib::detail::Fault;
 using qzs::qzlib::qzlog::Level;
 using qzs::qzlib::qzlog::Logger;
 using qzs::qzlib::qzlog::PatternLayout;
-
-void writeFile(const std::string& name, const std::string& content) {
-    std::ofstream(name, std::ios::binary) << content;
-}
-
-std::string readFile(const std::string& name) {
-    std::stringstream text;
-    text << std::ifstream(name, std::ios::binary).rdbuf();
-    return text.str();
-}
+using qztest::readFile;
+using qztest::writeFile;
 
 // A fresh directory, the faults reported and the records of both file
 // loggers ("qzstd.util.file" and "fileutl.delete"), for the life of each test.
 class FileUtilTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "qzfileutlXXXXXX").string();
-        ASSERT_NE(nullptr, ::mkdtemp(&pattern[0]));
-        dir = pattern;
         qztest::resetLogging();
         for (const char* name : {"qzstd.util.file", "fileutl.delete"}) {
             Logger::getRepository().getLogger(name)->addAppender(log);
             Logger::getRepository().getLogger(name)->setLevel(Level::All);
         }
     }
-    void TearDown() override {
-        qztest::resetLogging();
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
-    }
+    void TearDown() override { qztest::resetLogging(); }
 
-    std::string path(const std::string& name) const { return dir + "/" + name; }
+    std::string path(const std::string& name) const { return temp.path(name); }
     // The same as a C string that lives as long as the test.
     const char* c(const std::string& name) { return held.emplace_back(path(name)).c_str(); }
     std::vector<Fault> faults() const { return collector.faults(); }
@@ -87,7 +71,8 @@ protected:
         return out;
     }
 
-    std::string dir;
+    qztest::TempDir temp{"qzfileutl"};
+    const std::string& dir = temp.dir;
     std::deque<std::string> held;
     qztest::FaultCollector collector;
     qztest::CaptureAppender log{"fileutl", new PatternLayout("%m")};

@@ -90,8 +90,6 @@ TEST(HashTest, Crc32KnownValues) {
         unsigned int crc;
     };
     const Row rows[] = {
-        {0, "", 0, 0u},
-        {0x1234, "abc", 0, 0x1234u},
         {0, "123456789", 9, 0x2DFD2D88u},
         {0x5A5A1234u, "123456789", 9, 0x4A0E1768u},
         {~0u, "123456789", 9, ~0xCBF43926u},
@@ -115,7 +113,6 @@ TEST(HashTest, Crc64KnownValues) {
         unsigned long crc;
     };
     const Row rows[] = {
-        {0, "123456789", 0, 0ul},
         {0, "123456789", 9, 0xE9C6D914C4B8D9CAul},
         {~0ul, "123456789", 9, 0xCAA717168609F281ul},
         {0, kFox, 43, 0xBF7EE596C3AA372Bul},
@@ -126,7 +123,7 @@ TEST(HashTest, Crc64KnownValues) {
 }
 
 // Continuing over a split buffer equals one pass over the whole, wherever the
-// split falls.
+// split falls; the empty pieces at 0 and 43 must give back their start value.
 TEST(HashTest, CrcsChainAcrossSplits) {
     for (int split : {0, 1, 20, 42, 43}) {
         for (unsigned int start : {0u, 0xFFFFFFFFu, 0x5A5A1234u})

@@ -30,13 +30,6 @@ std::string line(unsigned offset, const std::string& hex, const std::string& tex
     return std::string(address) + ":" + hex + " |" + text + "|\n";
 }
 
-TEST(HexDumpTest, SizeOfTheDump) {
-    // Whole lines of 4 x bytesPerLine + 13 characters, one more for a remainder, and the NUL.
-    const unsigned long rows[][3] = {{17, 16, 155}, {16, 16, 78}, {0, 16, 1}, {5, 4, 59}};
-    for (const auto& row : rows)
-        EXPECT_EQ(row[2], qzHexDumpSize(row[0], row[1])) << row[0] << " by " << row[1];
-}
-
 TEST(HexDumpTest, LinesPaddingAndFolding) {
     const std::string a(4, 'A');
     const std::string hexA = " 41 41 41 41";

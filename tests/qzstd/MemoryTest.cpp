@@ -124,12 +124,10 @@ TEST(MemoryTest, CopiesAndAlignedBlocks) {
 // byte must follow the logger's level both ways.
 TEST(MemoryTest, TracingFollowsTheCachedLevel) {
     qztest::resetLogging();
-    ASSERT_NE(nullptr, qzlog_std_utility);
-    EXPECT_STREQ("qzlog.std.utility", qzlog_std_utility->getName());
+    qztest::CapturedLogger log("qzlog.std.utility", "%m", Level::Inherit);
+    qztest::CaptureAppender& capture = *log.capture;
+    ASSERT_EQ(log.logger, qzlog_std_utility);
     EXPECT_GE(qzlog_std_utility_effective_level, 144) << "quiet by default";
-
-    qztest::CaptureAppender capture("memutl-trace", new PatternLayout("%m"));
-    qzlog_std_utility->addAppender(capture);
     qzFree(qzMalloc(8));
     EXPECT_EQ(0u, capture.count());
 
@@ -161,9 +159,6 @@ TEST(MemoryTest, TracingFollowsTheCachedLevel) {
     EXPECT_EQ(Level::Info, qzlog_std_utility_effective_level);
     qzFree(qzMalloc(8));
     EXPECT_EQ(0u, capture.count());
-
-    qzlog_std_utility->removeAppender(capture);
-    qztest::resetLogging();
 }
 
 // The record goes out first, then the fault, then the process aborts.
