@@ -11,8 +11,8 @@
 
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Layout.h"
-#include "qzlog/LogBuffer.h"
-#include "qzlog/Token.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/Token.h"
 
 #include <gtest/gtest.h>
 
