@@ -1,8 +1,10 @@
 //===- qzlib.h - The public interface of libqzlib --------------*- C++ -*-===//
 //
-// One include for the whole library: logging, threads and locks, containers
-// and the text utilities. Link with -lqzlib (pkg-config qzlib, or CMake
-// find_package(qzlib CONFIG) and qzlib::qzlib).
+// One include for the whole library: logging, threads and locks, containers,
+// the text utilities, character sets and UString. It includes the public
+// headers only; what lives in a folder's detail/ is not installed. Link with
+// -lqzlib (pkg-config qzlib, or CMake find_package(qzlib CONFIG) and
+// qzlib::qzlib).
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZLIB_H
