@@ -51,13 +51,14 @@ function(qz_add_bench)
   target_link_libraries(${B_NAME} PRIVATE qzlib benchmark::benchmark ${B_LIBS})
 endfunction()
 
-# qz_add_fuzz(NAME name SOURCES file... [LIBS lib...]): a libFuzzer target.
+# qz_add_fuzz(NAME name SOURCES file... [LIBS lib...]): a libFuzzer target, on
+# the library as the tests link it (readers reach what lies behind the API).
 function(qz_add_fuzz)
   cmake_parse_arguments(F "" "NAME" "SOURCES;LIBS" ${ARGN})
   add_executable(${F_NAME} ${F_SOURCES})
   target_compile_options(${F_NAME} PRIVATE -Wall -Wextra -fsanitize=fuzzer)
   target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
-  target_link_libraries(${F_NAME} PRIVATE qzlib ${F_LIBS})
+  target_link_libraries(${F_NAME} PRIVATE ${QZ_INTERNAL_LIB} ${F_LIBS})
 endfunction()
 
 # Sanitizers apply to the library and to everything linked with it.

@@ -8,6 +8,8 @@
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
 
+#include "qzlog/detail/LogBuffer.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <string>
