@@ -41,7 +41,7 @@
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"
 #include "qzlog/BasicConfigurator.h"
-#include "qzlog/CDataItem.h"
+#include "qzstd/CDataItem.h"
 #include "qzlog/FileAppender.h"
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"

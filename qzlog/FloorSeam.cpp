@@ -12,6 +12,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingEvent.h"
+#include "qzlog/LoggingPause.h"
 #include "qzlog/LoggingTime.h"
 #include "qzstd/LoggingSeam.h"
 
@@ -45,8 +46,12 @@ void seamLog(Logger* logger, const char* file, const char* function, unsigned sh
         return;
     LoggingEvent event(guard.buffer, format, file, function, line, static_cast<unsigned short>(count),
                        logger->id, level);
-    for (unsigned int i = 0; i < count; ++i)
-        event.addDetail(args[i]->getType(), args[i]->getBytes(), args[i]->getSize());
+    for (unsigned int i = 0; i < count; ++i) {
+        if (args[i]->getType() == detail::LogArg::CallStack)
+            event.addArg(LoggingCallStack());
+        else
+            event.addDetail(args[i]->getType(), args[i]->getBytes(), args[i]->getSize());
+    }
     event.setBufferLocation(guard.buffer);
     logger->doAppend(&event);
 }

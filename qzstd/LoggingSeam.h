@@ -35,12 +35,18 @@ constexpr unsigned char Error = 239;
 constexpr unsigned char Fatal = 254;
 } // namespace LogLevel
 
+/// As an argument: the calling thread's call stack, rendered by the logging
+/// core as its call stack text.
+struct LogCallStack {};
+
 /// One argument of a record, typed by the letter the logging core stores it
 /// under: 'j' int, 'k' unsigned int, 'm' long, 'n' unsigned long, 'f' float,
-/// 'p' pointer, 's' text with its NUL. Scalars are held by value, text is
-/// borrowed and must outlive the call.
+/// 'p' pointer, 's' text with its NUL; or CallStack, which the core renders.
+/// Scalars are held by value, text is borrowed and must outlive the call.
 class LogArg {
 public:
+    static constexpr uint32_t CallStack = 0;
+
     LogArg(int v) : type('j'), size(4), text(nullptr) { value.i = v; }
     LogArg(unsigned int v) : type('k'), size(4), text(nullptr) { value.u = v; }
     LogArg(long v) : type('m'), size(8), text(nullptr) { value.l = v; }
@@ -49,6 +55,7 @@ public:
     LogArg(const char* v) : type('s'), size(v ? std::strlen(v) + 1 : 6), text(v ? v : "<nul>") {}
     LogArg(const std::string& v) : type('s'), size(v.size() + 1), text(v.c_str()) {}
     LogArg(const void* v) : type('p'), size(8), text(nullptr) { value.p = reinterpret_cast<uintptr_t>(v); }
+    LogArg(LogCallStack) : type(CallStack), size(0), text(nullptr) { value.p = 0; }
     LogArg(const LogArg&) = delete;
     LogArg& operator=(const LogArg&) = delete;
 

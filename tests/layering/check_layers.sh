@@ -8,11 +8,11 @@ set -euo pipefail
 cd "${1:-$(dirname "$0")/../..}"
 
 floors=(
-  "qzstd"          # threads, locks, containers, memory and file utilities, loading, time, numbers
+  "qzstd"          # threads, locks, containers, memory and file utilities, loading, the directory map
   "qzunicode"      # UString, character sets and converters
-  "qzlog"          # logging core, activity buffer and reader
-  "qzsca"          # directory map, JSON value and path, service logger names
   "qzmsg"          # contexts, catalogue, messages, actions, error context
+  "qzlog"          # logging core, activity buffer and reader
+  "qzsca"          # JSON value and path, service logger names
   "qzlog/config"   # XML logging configuration and its discovery
   "qzapp"          # parameter scanning, object names, record dumps
   "app/qzadmin"    # task time

@@ -1,4 +1,4 @@
-//===- qzlog/CDataItem.h - The tagged value of messages and contexts -*- C++ -*-===//
+//===- qzstd/CDataItem.h - The tagged value of messages and contexts -*- C++ -*-===//
 //
 // CDataItem holds one value of a small closed set of types: every message
 // detail and every context item value is one. The type is fixed when the item
@@ -10,8 +10,8 @@
 // Each overload below states its rule.
 //
 //===----------------------------------------------------------------------===//
-#ifndef QZLOG_CDATAITEM_H
-#define QZLOG_CDATAITEM_H
+#ifndef QZSTD_CDATAITEM_H
+#define QZSTD_CDATAITEM_H
 
 #include "qzstd/Export.h"
 
@@ -197,4 +197,4 @@ private:
 } // namespace qzlib
 } // namespace qzs
 
-#endif // QZLOG_CDATAITEM_H
+#endif // QZSTD_CDATAITEM_H

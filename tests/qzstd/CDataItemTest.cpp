@@ -1,4 +1,4 @@
-//===- tests/qzlog/CDataItemTest.cpp - Tagged values and their strings ----===//
+//===- tests/qzstd/CDataItemTest.cpp - Tagged values and their strings ----===//
 //
 // The conversion table with its saturate-to-zero rules and its two deliberate
 // oddities, assignment into a fixed tag, which string overload borrows,
@@ -6,9 +6,10 @@
 // its log record.
 //
 //===----------------------------------------------------------------------===//
-#include "LogTestUtil.h"
+#include "CaptureAppender.h"
+#include "qzlog/Level.h"
 
-#include "qzlog/CDataItem.h"
+#include "qzstd/CDataItem.h"
 
 #include <gtest/gtest.h>
 

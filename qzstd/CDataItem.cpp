@@ -1,16 +1,12 @@
-//===- qzlog/CDataItem.cpp - The tagged value of messages and contexts ----===//
+//===- qzstd/CDataItem.cpp - The tagged value of messages and contexts ----===//
 //
 // Construction, the saturate-to-zero conversion table, assignment into a
 // fixed tag, and the string ownership rules of CDataItem; SafeStrdup, the
 // null-proof duplication its copies go through.
 //
 //===----------------------------------------------------------------------===//
-#include "qzlog/CDataItem.h"
+#include "qzstd/CDataItem.h"
 
-#include "qzlog/Level.h"
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
-#include "qzlog/LoggingPause.h"
 #include "qzstd/LoggingSeam.h"
 
 #include <cstdlib>
@@ -19,19 +15,13 @@
 namespace qzs {
 namespace qzlib {
 
-using qzlog::Level;
-using qzlog::Logger;
 
 namespace {
 
+// Records of a null text go to "qzlog.CDataItem", the name configurations
+// know it by. A copy made before the logging core is up (a static initialiser
+// of another library) substitutes silently.
 detail::LazyLogger g_dataItemLog("qzlog.CDataItem");
-
-// A copy can be made from any static initialiser, before the framework is up:
-// bring it up then, as any first use of a logger does.
-Logger* dataItemLogger() {
-    qzlog::qzlogInitialize();
-    return g_dataItemLog.get();
-}
 
 constexpr uint64_t Low32 = 0xFFFFFFFFull;
 
@@ -69,11 +59,9 @@ void storeBool(uint64_t* v, bool b) {
 char* SafeStrdup(char const* text) {
     if (!text) {
         static char const substitute[] = "<NIL>";
-        Logger* logger = dataItemLogger();
-        if (logger->isEnabledFor(Level::Error))
-            logger->log("qzlog/CDataItem", "SafeStrdup", __LINE__, Level::Error,
-                        "NULL pointer encountered - using substitute value of '%s'\n%s",
-                        static_cast<char const*>(substitute), qzlog::LoggingCallStack());
+        QZ_SEAM_LOG(g_dataItemLog, "qzlog/CDataItem", "SafeStrdup", detail::LogLevel::Error,
+                    "NULL pointer encountered - using substitute value of '%s'\n%s",
+                    static_cast<char const*>(substitute), detail::LogCallStack());
         text = substitute;
     }
     return ::strdup(text);
