@@ -4,9 +4,10 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <execinfo.h>
+#include "qzmsg/CThreadContext.h"
+
+#include <string>
+#include <vector>
 
 namespace qzs {
 namespace qzlib {
@@ -23,33 +24,18 @@ LoggingPause::~LoggingPause() {
         l->lock.Unlock();
 }
 
-namespace {
-
-// The frames of the calling thread, symbolised where the dynamic symbol table
-// allows. This is where a thread context's backtrace item plugs in.
-bool captureFrames(std::vector<std::string>& frames) {
-    void* addresses[64];
-    int n = ::backtrace(addresses, 64);
-    if (n <= 0)
-        return false;
-    char** symbols = ::backtrace_symbols(addresses, n);
-    if (!symbols)
-        return false;
-    for (int i = 0; i < n; ++i)
-        frames.emplace_back(symbols[i] ? symbols[i] : "");
-    std::free(symbols);
-    return true;
-}
-
-} // namespace
-
 LoggingCallStack::LoggingCallStack() : m_text("<Unavailable>") {
-    std::vector<std::string> frames;
-    if (captureFrames(frames) && frames.size() > 1) {
+    // The frames come from a thread context, which leaves out its own
+    // constructor; the first of them is this constructor, left out too.
+    CThreadContext thread;
+    const CContextItem* item = thread.GetItem(CContext::GetContextItemID("ThreadBacktrace"));
+    auto* frames = item ? static_cast<std::vector<CDataItem>*>(*item) : nullptr;
+    std::vector<CDataItem> names;
+    if (frames && !frames->empty() && CThreadContext::GetSymbolNames(frames, &names)) {
         std::string text;
-        // The first frame is this constructor itself.
-        for (size_t i = 1; i < frames.size(); ++i) {
-            text += frames[i].empty() ? "<Unknown>" : frames[i];
+        for (size_t i = 1; i < names.size(); ++i) {
+            const char* name = static_cast<const char*>(names[i]);
+            text += name ? name : "<Unknown>";
             text += '\n';
         }
         m_text = text;

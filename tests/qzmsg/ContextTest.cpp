@@ -9,6 +9,10 @@
 #include "qzmsg/CProcessContext.h"
 #include "qzmsg/CScaContext.h"
 #include "qzmsg/CSourceContext.h"
+#include "qzmsg/CThreadContext.h"
+
+#include <exception>
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -159,6 +163,29 @@ TEST(ScaContext, EnvironmentOrRandomIdentifiers) {
     EXPECT_EQ("", text(set.GetItem(idOf("ScaServiceId")))) << "set but empty is still set";
     ::unsetenv("XQZ_DEPLOYMENT_NAME");
     ::unsetenv("XQZ_SERVICE_ID");
+}
+
+// The thread context names its thread and keeps the caller's frames; symbol
+// names come back demangled, with the address and the offset cut off.
+TEST(ThreadContext, IdentifierBacktraceAndSymbolNames) {
+    CThreadContext thread;
+    EXPECT_EQ(static_cast<unsigned long>(::pthread_self()),
+              static_cast<unsigned long>(*thread.GetItem(idOf("ThreadID"))));
+    auto* frames = static_cast<std::vector<CDataItem>*>(*thread.GetItem(idOf("ThreadBacktrace")));
+    ASSERT_NE(nullptr, frames);
+    EXPECT_GT(frames->size(), 2u);
+
+    std::vector<CDataItem> in, out;
+    in.emplace_back(reinterpret_cast<void const*>(&::getpid));
+    in.emplace_back(reinterpret_cast<void const*>(&std::terminate));
+    ASSERT_TRUE(CThreadContext::GetSymbolNames(&in, &out));
+    ASSERT_EQ(2u, out.size());
+    const std::string c = static_cast<char const*>(out[0]), cxx = static_cast<char const*>(out[1]);
+    EXPECT_TRUE(std::regex_match(c, std::regex(".*\\(\\w*getpid\\)"))) << c;
+    EXPECT_TRUE(std::regex_match(cxx, std::regex(".*libstdc\\+\\+\\.so\\.6\\(std::terminate\\(\\)\\)"))) << cxx;
+    out.clear();
+    ASSERT_TRUE(CThreadContext::GetSymbolNames(&in, &out)) << "from the cache";
+    EXPECT_STREQ(c.c_str(), static_cast<char const*>(out[0]));
 }
 
 // Threads look up through a chain while one item is reassigned under its
