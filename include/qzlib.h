@@ -29,6 +29,9 @@
 #include "qzstd/memutl.h"
 #include "qzstd/fileutl.h"
 
+// Dynamic loading
+#include "qzstd/DynaLoad.h"
+
 // Unicode and character sets
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/COptimizedConverter.h"
