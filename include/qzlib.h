@@ -29,8 +29,9 @@
 #include "qzstd/memutl.h"
 #include "qzstd/fileutl.h"
 
-// Dynamic loading
+// Dynamic loading and the directory map
 #include "qzstd/DynaLoad.h"
+#include "qzstd/FilesysHierarchy.h"
 
 // Unicode and character sets
 #include "qzunicode/CharSetTable.h"
