@@ -25,6 +25,8 @@ namespace Level = detail::LogLevel;
 
 detail::LazyLogger dynaLog("dynaload");
 
+// The source the records and faults name: one object, so its address is as
+// lasting as a literal's.
 constexpr char kSource[] = "qzstd/DynaLoad";
 constexpr char kMain[] = "<main>";
 
@@ -105,7 +107,7 @@ DynaModule::DynaModule(const char* moduleName, bool required)
     }
     // The core renders %p with its "0x" already.
     if (handle) {
-        QZ_SEAM_LOG(dynaLog, __FILE__, "DynaModule::DynaModule", Level::Debug,
+        QZ_SEAM_LOG(dynaLog, kSource, "DynaModule::DynaModule", Level::Debug,
                     "Module handle for '%s' (%s) is %p", name, fileName,
                     static_cast<const void*>(handle));
         return;
@@ -113,7 +115,7 @@ DynaModule::DynaModule(const char* moduleName, bool required)
     // The loader has only a text; the number is errno as dlopen left it,
     // which names the cause (ENOENT, ENOEXEC) when a file was the problem.
     const std::string text = orNul(loaderText);
-    QZ_SEAM_LOG(dynaLog, __FILE__, "DynaModule::DynaModule", required ? Level::Error : Level::Debug,
+    QZ_SEAM_LOG(dynaLog, kSource, "DynaModule::DynaModule", required ? Level::Error : Level::Debug,
                 "Module handle for '%s' (%s) cannot be loaded. Error %d (%s)", name, fileName,
                 error, text);
     if (required)
@@ -134,7 +136,7 @@ DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) 
         loaderText = address ? nullptr : ::dlerror();
     }
     if (address) {
-        QZ_SEAM_LOG(dynaLog, __FILE__, "DynaSymbol::DynaSymbol", Level::Debug,
+        QZ_SEAM_LOG(dynaLog, kSource, "DynaSymbol::DynaSymbol", Level::Debug,
                     "Symbol '%s' from module %p is %p", symbol, static_cast<const void*>(handle),
                     static_cast<const void*>(address));
         return;
@@ -142,7 +144,7 @@ DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) 
     // A symbol whose value is null also lands here: to every caller it is
     // as good as absent.
     const std::string text = orNul(loaderText);
-    QZ_SEAM_LOG(dynaLog, __FILE__, "DynaSymbol::DynaSymbol", Level::Debug,
+    QZ_SEAM_LOG(dynaLog, kSource, "DynaSymbol::DynaSymbol", Level::Debug,
                 "Symbol '%s' from module %p cannot be loaded. Error %d (%s)", symbol,
                 static_cast<const void*>(handle), error, text);
 }

@@ -74,7 +74,10 @@ TEST_F(DynaLoadTest, OneHandlePerLibrary) {
 TEST_F(DynaLoadTest, MissingSymbolIsNullWithOneRecord) {
     DynaModule m("m.so.6", false);
     log.capture->clear();
+    qztest::CapturedLogger located("dynaload", "%l");
     DynaSymbol missing("qz_no_such_symbol", &m);
+    EXPECT_EQ(0u, located.capture->last().rfind("DynaSymbol::DynaSymbol qzstd/DynaLoad(", 0))
+        << "records name the module's source: " << located.capture->last();
     EXPECT_EQ(nullptr, missing.getAddress());
     ASSERT_EQ(1u, lines().size());
     EXPECT_EQ(0u, lines()[0].rfind("Symbol 'qz_no_such_symbol' from module 0x0", 0)) << lines()[0];
