@@ -12,6 +12,7 @@
 #include "qzstd/LoggingSeam.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <dlfcn.h>
 #include <mutex>
@@ -63,6 +64,28 @@ DynaModule& processModule() {
     return *process;
 }
 
+// The cached handle, or a new one from dlopen (null, with errno and
+// dlerror set, when that fails).
+void* openModule(const std::string& fileName) {
+    HashArrayBinaryKey key(fileName.data(), fileName.size());
+    ModuleCache& modules = cache();
+    {
+        std::lock_guard<std::mutex> guard(modules.lock);
+        if (void** cached = modules.handles.find(key))
+            return *cached;
+    }
+    ::dlerror(); // clear any text left by an earlier call
+    errno = 0;
+    void* handle = ::dlopen(fileName == kMain ? nullptr : fileName.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle) {
+        std::lock_guard<std::mutex> guard(modules.lock);
+        // Two first opens may race; dlopen gives both the same handle, so
+        // whichever stores last stores the same value.
+        modules.handles[key] = handle;
+    }
+    return handle;
+}
+
 } // namespace
 
 std::string DynaModule::libraryFileName(const char* name) {
@@ -81,27 +104,16 @@ std::string DynaModule::libraryFileName(const char* name) {
 DynaModule::DynaModule(const char* moduleName, bool required)
     : handle(nullptr), name(moduleName ? moduleName : "main"),
       fileName(libraryFileName(moduleName)) {
-    const bool isMain = fileName == kMain;
-    HashArrayBinaryKey key(fileName.data(), fileName.size());
-    ModuleCache& modules = cache();
-    {
-        std::lock_guard<std::mutex> guard(modules.lock);
-        if (void** cached = modules.handles.find(key))
-            handle = *cached;
-    }
     int error = 0;
     const char* loaderText = nullptr;
-    if (!handle) {
-        ::dlerror(); // clear any text left by an earlier call
-        errno = 0;
-        handle = ::dlopen(isMain ? nullptr : fileName.c_str(), RTLD_NOW | RTLD_LOCAL);
-        error = errno;
-        if (handle) {
-            std::lock_guard<std::mutex> guard(modules.lock);
-            // Two first opens may race; dlopen gives both the same handle,
-            // so whichever stores last stores the same value.
-            modules.handles[key] = handle;
-        } else {
+    // No file name that long can exist, and the cache's keys stop at 64 KiB.
+    if (fileName.size() >= PATH_MAX) {
+        error = ENAMETOOLONG;
+        loaderText = "file name too long";
+    } else {
+        handle = openModule(fileName);
+        if (!handle) {
+            error = errno;
             loaderText = ::dlerror();
         }
     }

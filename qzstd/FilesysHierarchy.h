@@ -40,7 +40,9 @@ namespace sca {
 /// catalogue "qzMessage.dat" lies in it. `UserHome` is "$HOME/.quartzgate/"
 /// ("" when HOME is unset or empty).
 ///
-/// Paths are held as the system's bytes, each ending in '/'. Relative
+/// Paths are held as the system's bytes (std::string, since this map sits
+/// below the string classes that the contexts publish them in), each ending
+/// in '/'. Relative
 /// variables are anchored at the working directory when the map is built,
 /// so that a later chdir cannot move the map.
 ///
@@ -57,7 +59,8 @@ namespace sca {
 class QZ_API FilesysHierarchy {
 public:
     /// Builds a map: runs the host's "FilesysInitializationHook" if the
-    /// process defines one (it may set the variables), reads the legacy flag,
+    /// process exports one (`extern "C" void FilesysInitializationHook()`;
+    /// it may set the variables, and what it throws is swallowed), reads the legacy flag,
     /// finds the home from `path` (null: the executable's directory) and
     /// fills every key. Most code wants getInstance() instead.
     explicit FilesysHierarchy(char const* path = nullptr);
@@ -78,7 +81,7 @@ public:
     bool isLegacy() const { return legacy; }
     bool isSCA() const { return !legacy; }
     /// True if this process is one of the services, by its executable's base
-    /// name; see isSCAServerName.
+    /// name (read once per process); see isSCAServerName.
     bool isSCAServer() const;
     /// Whether the process exports "FilesysInitializationHook".
     bool wasHookFound() const { return hookFound; }

@@ -85,13 +85,14 @@ TEST_F(DynaLoadTest, MissingSymbolIsNullWithOneRecord) {
     EXPECT_EQ(0u, faults.count());
 }
 
-// Modules that do not load: absent, and present but not a library. Only a
+// Modules that do not load: absent, present but not a library, a name no
+// file can have. Only a
 // required one is a fault; neither leaves a handle, and a symbol asked of
 // one is null without searching the process (where the symbol exists).
 TEST_F(DynaLoadTest, ModuleThatDoesNotLoad) {
     qztest::TempDir dir("qzdyna");
     qztest::writeFile(dir.path("libbad.so"), "not a shared object\n");
-    const std::string bad = dir.path("libbad.so");
+    const std::string bad = dir.path("libbad.so"), huge(70000, 'x');
     const struct {
         const char* name;
         bool required;
@@ -100,9 +101,10 @@ TEST_F(DynaLoadTest, ModuleThatDoesNotLoad) {
         {"qz_no_such_module", false, "libqz_no_such_module.so"},
         {"qz_no_such_module", true, "libqz_no_such_module.so"},
         {bad.c_str(), true, "libbad.so"},
+        {huge.c_str(), true, "Error 36 (file name too long)"}, // past PATH_MAX and a cache key
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(std::string(row.name).substr(0, 80));
         log.capture->clear();
         qztest::FaultCollector collected;
         DynaModule module(row.name, row.required);
