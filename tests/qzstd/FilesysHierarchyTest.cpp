@@ -94,16 +94,20 @@ protected:
         return std::make_unique<FilesysHierarchy>(from);
     }
 
-    std::vector<unsigned int> faultNumbers() const {
-        std::vector<unsigned int> numbers;
-        for (const auto& f : faults.faults())
-            numbers.push_back(f.number);
-        return numbers;
+    // The faults reported since the last call, as "number: arguments".
+    std::vector<std::string> takeFaults() {
+        std::vector<std::string> out;
+        const auto all = faults.faults();
+        for (size_t i = seen; i < all.size(); ++i)
+            out.push_back(std::to_string(all[i].number) + ": " + all[i].arguments);
+        seen = all.size();
+        return out;
     }
 
     qztest::TempDir temp{"qzfshier"};
     std::map<std::string, std::string> saved;
     qztest::FaultCollector faults;
+    size_t seen = 0;
 };
 
 // Every key in both layouts from one home with bin and lib, and a Var tree
@@ -257,8 +261,8 @@ TEST_F(FilesysHierarchyTest, DirectoriesThatCannotBeMade) {
     EXPECT_EQ(var + "/log/", map->get("Log"));
     EXPECT_EQ(file + "/.quartzgate/", map->get("UserHome"));
     // Log and Dmp are the same directory and both try it.
-    ASSERT_EQ((std::vector<unsigned int>{1090, 1090}), faultNumbers());
-    EXPECT_EQ(var + "/log/, Not a directory, 20", faults.faults()[0].arguments);
+    const std::string refused = "1090: " + var + "/log/, Not a directory, 20";
+    EXPECT_EQ((std::vector<std::string>{refused, refused}), takeFaults());
     ASSERT_EQ(2u, log.capture->count());
     EXPECT_EQ("Unable to auto create directory '" + var + "/log/': Not a directory (20).",
               log.capture->lines()[0]);
@@ -276,49 +280,39 @@ TEST_F(FilesysHierarchyTest, DirectoriesThatCannotBeMade) {
 // still refused cleanly, with the system's own error.
 TEST_F(FilesysHierarchyTest, LongPaths) {
     const std::string home = path("home");
-    for (size_t length : {229u, 230u}) {
-        std::string longHome = "/" + std::string(length - 2, 'h'); // with its '/': `length`
-        qztest::FaultCollector collected;
-        auto map = build({{"XQZ_HOME", longHome.c_str()}});
-        EXPECT_EQ(longHome + "/", map->get("Home"));
-        if (length == 230) {
-            ASSERT_EQ(1u, collected.count());
-            EXPECT_EQ(12420u, collected.faults()[0].number);
-            EXPECT_EQ("1, XQZ_HOME, 230", collected.faults()[0].arguments);
-        } else {
-            EXPECT_EQ(0u, collected.count());
-        }
-    }
-    // Crd is the longest key under Var: Var plus "lib/credential/".
-    const size_t suffix = std::string("lib/credential/").size();
-    for (size_t crd : {249u, 250u}) {
-        std::string var = temp.dir + "/";
-        var += std::string(crd - suffix - var.size() - 1, 'v'); // and the '/' getPathFromEnv adds
-        qztest::FaultCollector collected;
-        auto map = build({{"XQZ_HOME", home.c_str()}, {"XQZ_VAR_HOME", var.c_str()}});
-        ASSERT_EQ(crd, map->get("Crd").size());
-        if (crd == 250) {
-            ASSERT_EQ(1u, collected.count());
-            EXPECT_EQ("0, Crd, 250", collected.faults()[0].arguments);
-        } else {
-            EXPECT_EQ(0u, collected.count());
-        }
+    auto homeOf = [](size_t length) { return "/" + std::string(length - 2, 'h'); }; // + its '/'
+    // Crd is the longest key under Var: Var, its '/', then "lib/credential/".
+    auto varFor = [&](size_t crd) {
+        return temp.dir + "/" + std::string(crd - 15 - temp.dir.size() - 2, 'v');
+    };
+    const struct {
+        std::string xqzHome, var;
+        std::vector<std::string> faults;
+    } rows[] = {
+        {homeOf(229), "", {}},
+        {homeOf(230), "", {"12420: 1, XQZ_HOME, 230"}},
+        {home, varFor(249), {}},
+        {home, varFor(250), {"12420: 0, Crd, 250"}},
+    };
+    for (const auto& row : rows) {
+        auto map = build({{"XQZ_HOME", row.xqzHome.c_str()}, {"XQZ_VAR_HOME", row.var.c_str()}});
+        EXPECT_EQ(row.xqzHome + "/", map->get("Home")) << "kept";
+        EXPECT_EQ(row.faults, takeFaults()) << row.xqzHome.size() << " " << map->get("Crd").size();
     }
     std::string huge = temp.dir;
     while (huge.size() <= PATH_MAX)
         huge += "/" + std::string(200, 'p');
-    qztest::FaultCollector collected;
     auto map = build({{"XQZ_HOME", home.c_str()}, {"XQZ_VAR_HOME", huge.c_str()}});
     EXPECT_EQ(huge + "/log/", map->get("Log"));
     size_t tooLong = 0;
     std::vector<std::string> refused;
-    for (const auto& f : collected.faults()) {
-        if (f.number == 12420)
+    for (const std::string& f : takeFaults()) {
+        if (f.rfind("12420: 0, ", 0) == 0)
             ++tooLong;
-        else if (f.number == 1090)
-            refused.push_back(f.arguments.substr(f.arguments.rfind(", ")));
+        else if (f.rfind("1090: ", 0) == 0)
+            refused.push_back(f.substr(f.rfind(", ")));
         else
-            ADD_FAILURE() << "fault " << f.number << ": " << f.arguments;
+            ADD_FAILURE() << f;
     }
     EXPECT_EQ(15u, tooLong) << "the keys below Var (Var itself stands as given)";
     EXPECT_EQ((std::vector<std::string>{", 36", ", 36"}), refused)
