@@ -29,6 +29,10 @@
 #include "qzstd/memutl.h"
 #include "qzstd/fileutl.h"
 
+// Dynamic loading and the directory map
+#include "qzstd/DynaLoad.h"
+#include "qzstd/FilesysHierarchy.h"
+
 // Unicode and character sets
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/COptimizedConverter.h"

@@ -21,10 +21,7 @@ using namespace qzs::qzlib::detail::file;
 
 namespace {
 
-// Stands in for the process context's ProcessExecutableDir item until
-// contexts exist, computed the way that item is: the link /proc/self/exe,
-// up to its last "/" or "\\"; "" when there is none.
-std::string processExecutableDir() {
+std::string computeProcessExecutableDir() {
     char path[PATH_MAX];
     ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
     if (n < 1)
@@ -39,7 +36,7 @@ std::string processExecutableDir() {
 }
 
 std::string computeInstallationDir() {
-    std::string executableDir = processExecutableDir();
+    std::string executableDir = qzGetProcessExecutableDir();
     QZ_FILE_LOG(fileLog, Level::Debug, "ProcessExecutableDir: \"%s\"", executableDir);
     std::string result;
     if (executableDir.empty()) {
@@ -62,6 +59,11 @@ std::string computeInstallationDir() {
 }
 
 } // namespace
+
+char const* qzGetProcessExecutableDir() {
+    static const std::string directory = computeProcessExecutableDir();
+    return directory.c_str();
+}
 
 char const* qzGetRealInstallationDir() {
     static const std::string directory = computeInstallationDir();

@@ -100,6 +100,27 @@ QZ_API const LoggingSeam* loggingSeam() noexcept;
 /// The core's cached clock once it is up, the system's real-time clock before.
 QZ_API void currentTime(timespec* now) noexcept;
 
+// Points at the held arguments and hands them to the core.
+template <typename... Held>
+void logHeld(const LoggingSeam* seam, qzlog::Logger* logger, const char* file, const char* function,
+             unsigned short line, unsigned char level, const char* format, const Held&... held) {
+    const LogArg* args[sizeof...(Held) + 1] = {&held..., nullptr};
+    seam->log(logger, file, function, line, level, format, args, sizeof...(Held));
+}
+
+/// Logs a record to `logger`, one the caller was handed, when the core is up
+/// and the logger is enabled for `level`; a null logger drops it. Arguments
+/// of the types LogArg takes; `file`, `function` and `format` must be string
+/// literals, as for the seam's `log`.
+template <typename... Args>
+void logTo(qzlog::Logger* logger, const char* file, const char* function, unsigned short line,
+           unsigned char level, const char* format, const Args&... args) {
+    const LoggingSeam* seam = loggingSeam();
+    if (!logger || !seam || !seam->isEnabledFor(logger, level))
+        return;
+    logHeld(seam, logger, file, function, line, level, format, LogArg(args)...);
+}
+
 /// A logger looked up by name the first time it is wanted after the logging
 /// core is up, and kept from then on. Before that it is null and its records
 /// are dropped, so it is safe in static storage, in pools made before start-up
@@ -135,21 +156,10 @@ public:
     template <typename... Args>
     void log(const char* file, const char* function, unsigned short line, unsigned char level,
              const char* format, const Args&... args) const {
-        qzlog::Logger* l = get();
-        const LoggingSeam* seam = loggingSeam();
-        if (!l || !seam->isEnabledFor(l, level))
-            return;
-        logArgs(seam, l, file, function, line, level, format, LogArg(args)...);
+        logTo(get(), file, function, line, level, format, args...);
     }
 
 private:
-    template <typename... Held>
-    static void logArgs(const LoggingSeam* seam, qzlog::Logger* l, const char* file, const char* function,
-                        unsigned short line, unsigned char level, const char* format, const Held&... held) {
-        const LogArg* args[sizeof...(Held) + 1] = {&held..., nullptr};
-        seam->log(l, file, function, line, level, format, args, sizeof...(Held));
-    }
-
     const char* name;
     mutable std::atomic<qzlog::Logger*> logger;
 };
