@@ -32,6 +32,20 @@ function(qz_add_headers)
   endforeach()
 endfunction()
 
+# qz_add_build_context(target APPLICATION name): gives a program the
+# BuildContext_ symbols a host defines (tools/buildcontext/BuildContext.cpp),
+# naming it `name`, and exports them from the executable so the library finds
+# them with dlsym even where it is linked statically (the test suites).
+function(qz_add_build_context target)
+  cmake_parse_arguments(B "" "APPLICATION" "" ${ARGN})
+  target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tools/buildcontext/BuildContext.cpp)
+  target_compile_definitions(${target} PRIVATE
+    "QZ_BUILD_APPLICATION=\"${B_APPLICATION}\"" "QZ_BUILD_VERSION=\"${PROJECT_VERSION}\""
+    "QZ_BUILD_CONFIG=\"${CMAKE_BUILD_TYPE}\"" "QZ_BUILD_OS=\"${CMAKE_SYSTEM_NAME}\""
+    "QZ_BUILD_ARCH=\"${CMAKE_SYSTEM_PROCESSOR}\"")
+  target_link_options(${target} PRIVATE "-Wl,--export-dynamic-symbol=BuildContext_*")
+endfunction()
+
 # qz_add_test(NAME name SOURCES file... [LIBS lib...]): a GoogleTest binary
 # linked with the library and the shared test support, registered with CTest.
 function(qz_add_test)
@@ -39,6 +53,7 @@ function(qz_add_test)
   add_executable(${T_NAME} ${T_SOURCES})
   target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
   target_link_libraries(${T_NAME} PRIVATE ${QZ_INTERNAL_LIB} qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
+  qz_add_build_context(${T_NAME} APPLICATION unittest)
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")
 endfunction()

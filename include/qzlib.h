@@ -41,6 +41,16 @@
 #include "qzunicode/ULib.h"
 #include "qzunicode/UString.h"
 
+// Contexts: what the process, its build and its threads are
+#include "qzmsg/CAppContext.h"
+#include "qzmsg/CBuildContext.h"
+#include "qzmsg/CContext.h"
+#include "qzmsg/CFileSysContext.h"
+#include "qzmsg/CProcessContext.h"
+#include "qzmsg/CScaContext.h"
+#include "qzmsg/CSourceContext.h"
+#include "qzmsg/CThreadContext.h"
+
 // Logging
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"

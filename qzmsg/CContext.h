@@ -36,10 +36,13 @@ constexpr ContextItemID SourceMethodID = 53171622;
 /// assignment, and nothing else.
 class QZ_API CContextItem : public CDataItem {
 public:
+    /// An item of `itemValue`'s type (see CDataItem's constructors).
     template <typename T>
-    CContextItem(ContextItemID itemId, T value) : CDataItem(value), id(itemId), lock(MultiThreading::Mutex::Recursive) {}
-    CContextItem(ContextItemID itemId, char const* text, bool owned)
-        : CDataItem(text, owned), id(itemId), lock(MultiThreading::Mutex::Recursive) {}
+    CContextItem(ContextItemID itemId, T itemValue)
+        : CDataItem(itemValue), id(itemId), lock(MultiThreading::Mutex::Recursive) {}
+    /// A string item, adopted when `adopt` is true (freed with free()).
+    CContextItem(ContextItemID itemId, char const* text, bool adopt)
+        : CDataItem(text, adopt), id(itemId), lock(MultiThreading::Mutex::Recursive) {}
     ~CContextItem() override;
     CContextItem(const CContextItem&) = delete;
     CContextItem& operator=(const CContextItem&) = delete;

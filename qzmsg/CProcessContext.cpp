@@ -6,9 +6,12 @@
 //===----------------------------------------------------------------------===//
 #include "qzmsg/CProcessContext.h"
 
+#include "qzmsg/CAppContext.h"
+
 #include <cstdio>
 #include <cstring>
 #include <sys/sysinfo.h>
+#include <sys/time.h>
 #include <sys/times.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -103,8 +106,25 @@ CContextItem* CProcessContext::GetItem(ContextItemID id) const {
         *target = value;
         item = target;
     } else if (id == clockTime->id) {
-        // The time since the application context's AppStartTime: connects
-        // when the application context lands; until then it stays zero.
+        timespec elapsed{0, 0};
+        timeval now{0, 0};
+        const CContextItem* start = getAppContext()->GetItem(GetContextItemID("AppStartTime"));
+        if (start && ::gettimeofday(&now, nullptr) == 0) {
+            timespec began;
+            {
+                MultiThreading::ScopedLock guard(start->lock);
+                began = *start;
+            }
+            long seconds = now.tv_sec - began.tv_sec;
+            long micros = now.tv_usec - began.tv_nsec / 1000;
+            if (micros < 0) {
+                micros += 1000000;
+                --seconds;
+            }
+            elapsed = timespec{seconds, micros * 1000};
+        }
+        MultiThreading::ScopedLock guard(clockTime->lock);
+        *clockTime = elapsed;
         item = clockTime;
     } else if (id == memoryVirtual->id || id == memoryPhysical->id) {
         unsigned int virtualKb = 0, physicalKb = 0;

@@ -5,6 +5,8 @@
 // lookups racing an assignment.
 //
 //===----------------------------------------------------------------------===//
+#include "qzmsg/CAppContext.h"
+#include "qzmsg/CBuildContext.h"
 #include "qzmsg/CContext.h"
 #include "qzmsg/CProcessContext.h"
 #include "qzmsg/CScaContext.h"
@@ -186,6 +188,54 @@ TEST(ThreadContext, IdentifierBacktraceAndSymbolNames) {
     out.clear();
     ASSERT_TRUE(CThreadContext::GetSymbolNames(&in, &out)) << "from the cache";
     EXPECT_STREQ(c.c_str(), static_cast<char const*>(out[0]));
+}
+
+// The program string: the exact application name, then the first database
+// key the DBMS begins with (DB2400 before DB2), none for "None".
+TEST(BuildContext, ProgramStringAndType) {
+    struct Row {
+        char const* application;
+        char const* dbms;
+        std::string expected;
+        unsigned int type;
+    } rows[] = {
+        {"mgr", "DB2400 V7", "Zorvex Quartzgate Manager for DB2 for i", 3},
+        {"mgr", "DB2 LUW", "Zorvex Quartzgate Manager for DB2", 3},
+        {"extract", "None", "Zorvex Quartzgate Capture", 1},
+        {"pmsrvr", "PostgreSQL 15", "Zorvex Quartzgate Performance Metrics Server for PostgreSQL", 13},
+        {"delivrat", "Oracle", "Zorvex Quartzgate Delivery", 2},
+        {"Mgr", "MSSQL", "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext for SQL Server", 0},
+        {nullptr, nullptr, "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext", 0},
+    };
+    for (const Row& row : rows) {
+        unsigned int type = 99;
+        EXPECT_EQ(row.expected, CBuildContext::programString(row.application, row.dbms, type));
+        EXPECT_EQ(row.type, type) << row.expected;
+    }
+}
+
+// The application context of a test program: the build items its
+// BuildContext_ symbols give, and lookups through the application context
+// down to its process and file system children, counted one level only.
+TEST(AppContext, BuildItemsAndTheChainBelow) {
+    CAppContext* app = getAppContext();
+    ASSERT_EQ(app, getAppContext());
+    EXPECT_FALSE(app->deleteWithParent);
+    EXPECT_EQ("unittest", text(app->GetItem(idOf("BuildApplication"))));
+    EXPECT_EQ("Zorvex Quartzgate Unittest Application", text(app->GetItem(idOf("BuildProgramString"))));
+    EXPECT_EQ(0u, static_cast<unsigned int>(*app->GetItem(BuildProgramTypeID)));
+    EXPECT_NE(nullptr, app->GetItem(idOf("BuildDateTime")));
+    EXPECT_EQ(static_cast<unsigned int>(::getpid()), static_cast<unsigned int>(*app->GetItem(idOf("ProcessID"))));
+    EXPECT_NE(nullptr, app->GetItem(idOf("DirProcessLog")));
+    EXPECT_NE(nullptr, app->GetItem(idOf("DirStructureIsLegacy")));
+    EXPECT_NE(nullptr, app->GetItem(idOf("ScaServiceId")));
+    EXPECT_GE(static_cast<timespec>(*app->GetItem(idOf("ProcessClockTime"))).tv_sec, 0);
+    EXPECT_EQ(4u, app->GetItemCount(false));
+    EXPECT_GT(app->GetItemCount(true), 4u + 17u + 26u);
+
+    EXPECT_TRUE(app->SetItem(idOf("AppInstance"), "EXT1"));
+    EXPECT_EQ("EXT1", text(app->GetItem(idOf("AppInstance"))));
+    EXPECT_STREQ("ContextTest", getProcessExecutableBase());
 }
 
 // Threads look up through a chain while one item is reassigned under its

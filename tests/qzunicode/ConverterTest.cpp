@@ -437,10 +437,12 @@ TEST(ConverterFrontEnd, LookupsAnswerAsTheTable) {
         EXPECT_EQ(CSConverter::getMinCharSize(c), CharSetTable::getMinCharSize(c));
         EXPECT_EQ(CSConverter::getMaxCharSize(c), CharSetTable::getMaxCharSize(c));
         EXPECT_EQ(CSConverter::getNullCharSize(c), CharSetTable::getNullCharSize(c));
-        if (const char* name = CharSetTable::toConverterName(c))
+        if (const char* name = CharSetTable::toConverterName(c)) {
             EXPECT_EQ(CSConverter::toCharSet(name), CharSetTable::toCharSet(name));
-        if (const char* mime = CharSetTable::toMIMEName(c))
+        }
+        if (const char* mime = CharSetTable::toMIMEName(c)) {
             EXPECT_EQ(CSConverter::fromMIMEName(mime), CharSetTable::fromMIMEName(mime));
+        }
         EXPECT_EQ(CSConverter::fromCCSID(CharSetTable::toCCSID(c)), CharSetTable::fromCCSID(CharSetTable::toCCSID(c)));
     }
     EXPECT_EQ(ULIB_CS_INVALID, CSConverter::toCharSet(nullptr));

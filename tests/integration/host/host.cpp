@@ -1,7 +1,10 @@
 // A host program built outside the tree against an installed copy of the
-// library: it logs through a pattern layout and checks what came out. Given
-// a file name, it also writes its events there as an activity file, which
-// the installed retrace must turn back into the same lines.
+// library: it says what it is through its BuildContext_ symbols (with no
+// linker option: the library's references make the executable export them),
+// reads its identity back from the application context, logs through a
+// pattern layout and checks what came out. Given a file name, it also writes
+// its events there as an activity file, which the installed retrace must
+// turn back into the same lines.
 #include <qzlib.h>
 
 #include <cstdio>
@@ -9,6 +12,17 @@
 #include <string>
 
 using namespace qzs::qzlib::qzlog;
+using qzs::qzlib::CContext;
+using qzs::qzlib::getAppContext;
+
+extern "C" {
+extern const char* const BuildContext_BuildApplication;
+extern const char* const BuildContext_BuildVersion;
+extern const char* const BuildContext_BuildDBMS;
+const char* const BuildContext_BuildApplication = "mgr";
+const char* const BuildContext_BuildVersion = "1.2.3";
+const char* const BuildContext_BuildDBMS = "DB2400 V7R5";
+}
 
 namespace {
 class Collect : public WriterAppender {
@@ -26,6 +40,18 @@ Logger* const g_log = Logger::getRepository().getLogger("host.main");
 int main(int argc, char** argv) {
     if (!qzlogInitialized()) {
         std::puts("framework not started before main");
+        return 1;
+    }
+    auto item = [](const char* name) -> std::string {
+        const qzs::qzlib::CContextItem* found = getAppContext()->GetItem(CContext::GetContextItemID(name));
+        const char* text = found ? static_cast<const char*>(*found) : nullptr;
+        return text ? text : "<none>";
+    };
+    const std::string program = item("BuildProgramString");
+    std::printf("%s, version %s, logs in '%s'\n", program.c_str(), item("BuildVersion").c_str(),
+                item("DirProcessLog").c_str());
+    if (program != "Zorvex Quartzgate Manager for DB2 for i") {
+        std::puts("the application context did not read the host's BuildContext_ symbols");
         return 1;
     }
     FileAppender* activity = nullptr;
