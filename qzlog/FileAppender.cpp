@@ -3,7 +3,7 @@
 
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingTime.h"
-#include "qzlog/detail/ProcessContext.h"
+#include "qzmsg/CAppContext.h"
 #include "qzlog/detail/Token.h"
 #include "qzstd/FaultReport.h"
 #include "qzstd/fileutl.h"
@@ -83,12 +83,13 @@ void FileAppender::makeFileName(const std::string& name, bool expandInstance, st
         name.find('\\') == std::string::npos)
         result = "%D";
     result += name;
-    replaceAll(result, "%P", ProcessContext::processId());
-    replaceAll(result, "%A", ProcessContext::executableBase());
-    replaceAll(result, "%D", ProcessContext::logDirectory());
+    const std::string base = getAppContextText("ProcessExecutableBase");
+    replaceAll(result, "%P", getAppContextText("ProcessID"));
+    replaceAll(result, "%A", base);
+    replaceAll(result, "%D", getAppContextText("DirProcessLog"));
     if (expandInstance) {
-        std::string instance = ProcessContext::appInstance();
-        replaceAll(result, "%I", instance.empty() ? ProcessContext::executableBase() : instance);
+        const std::string instance = getAppContextText("AppInstance");
+        replaceAll(result, "%I", instance.empty() ? base : instance);
     }
     out.swap(result);
 }

@@ -15,7 +15,7 @@
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/FileAppender.h"
-#include "qzlog/detail/ProcessContext.h"
+#include "qzmsg/CAppContext.h"
 #include "qzstd/Event.h"
 #include "qzstd/FaultReport.h"
 #include "qzstd/Mutex.h"
@@ -556,7 +556,7 @@ void LogBufferImpl::saveAllToFile() {
     const uint32_t state = m_state.load(std::memory_order_acquire);
     if (state < 2 || state == 4)
         return;
-    const std::string dir = ProcessContext::dumpDirectory();
+    const std::string dir = getAppContextText("DirProcessDmp");
     std::string names[2];
     FileAppender::makeFileName(dir + "qzlog-%I.dmp", true, names[0]);
     FileAppender::makeFileName(dir + "qzlog-%I-%P.dmp", true, names[1]);

@@ -11,6 +11,7 @@
 
 #include "qzlog/Appender.h"
 #include "qzlog/detail/FloorSeam.h"
+#include "qzmsg/CAppContext.h"
 #include "qzlog/detail/LogBuffer.h"
 #include "qzlog/detail/LoggerName.h"
 #include "qzlog/LoggerRepository.h"
@@ -38,7 +39,10 @@ void decideThreading() {
 }
 
 void bringUpApplicationContext() {
-    // The application context joins start-up here once contexts exist.
+    // Made now, while the floor below cannot log yet: building it loads the
+    // process's symbols and maps its directories, which log through the seam,
+    // and would otherwise do so from inside the first file name or dump.
+    getAppContext();
 }
 
 void startOnce() {

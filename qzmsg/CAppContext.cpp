@@ -86,6 +86,29 @@ CAppContext* getAppContext() {
     return g_app;
 }
 
+std::string getAppContextText(char const* name) {
+    const CContextItem* item = getAppContext()->GetItem(CContext::GetContextItemID(name));
+    if (!item)
+        return std::string();
+    MultiThreading::ScopedLock guard(item->lock);
+    switch (item->getType()) {
+    case CDataItem::String: {
+        char const* text = *item;
+        return text ? text : "";
+    }
+    case CDataItem::Int:
+        return std::to_string(static_cast<int>(*item));
+    case CDataItem::UnsignedInt:
+        return std::to_string(static_cast<unsigned int>(*item));
+    case CDataItem::Long:
+        return std::to_string(static_cast<long>(*item));
+    case CDataItem::UnsignedLong:
+        return std::to_string(static_cast<unsigned long>(*item));
+    default:
+        return std::string();
+    }
+}
+
 char const* getProcessExecutableBase() {
     CProcessContext process;
     return CProcessContext::getExecutableBase();

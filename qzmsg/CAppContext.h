@@ -10,6 +10,8 @@
 
 #include "qzmsg/CContext.h"
 
+#include <string>
+
 namespace qzs {
 namespace qzlib {
 
@@ -34,6 +36,11 @@ public:
 
 /// The process's application context, made at the first call from any thread.
 QZ_API CAppContext* getAppContext();
+
+/// The value of the application context's item `name` as text, read under
+/// the item's lock: a string as it is, a number in decimal; "" when the item
+/// is absent or holds another kind of value. Makes the context on first use.
+QZ_API std::string getAppContextText(char const* name);
 
 /// The executable's base name (ProcessExecutableBase), read from a process
 /// context made for the call; the text lives in a process-wide buffer.

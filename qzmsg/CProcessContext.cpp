@@ -7,6 +7,7 @@
 #include "qzmsg/CProcessContext.h"
 
 #include "qzmsg/CAppContext.h"
+#include "qzstd/Installation.h"
 
 #include <cstdio>
 #include <cstring>
@@ -153,11 +154,9 @@ char const* CProcessContext::getExecutableBase() {
 }
 
 char const* CProcessContext::getExecutableDir() {
-    char const* path = getExecutable();
-    char const* separator = lastSeparator(path);
-    const size_t n = separator ? static_cast<size_t>(separator - path) : 0;
-    std::memcpy(g_executableDir, path, n);
-    g_executableDir[n] = '\0';
+    // One source for this fact: the installation lookup and the directory map
+    // read the same text.
+    std::snprintf(g_executableDir, kBufferSize, "%s", qzGetProcessExecutableDir());
     return g_executableDir;
 }
 

@@ -38,7 +38,8 @@ public:
     /// The executable's name after its last '/' or '\\' (the whole path when
     /// it has neither), cut at its last '.'.
     static char const* getExecutableBase();
-    /// The executable's path before that separator; "" when there is none.
+    /// The executable's path before that separator; "" when there is none
+    /// (qzGetProcessExecutableDir, fixed at its first call).
     static char const* getExecutableDir();
     /// /proc/self/cmdline (at most 4096 bytes), every NUL but the last byte
     /// read turned into a blank; "" when it cannot be read.

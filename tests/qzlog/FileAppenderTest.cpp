@@ -5,7 +5,8 @@
 
 #include "qzlog/FileAppender.h"
 #include "qzlog/LogMacros.h"
-#include "qzlog/detail/ProcessContext.h"
+#include "qzmsg/CAppContext.h"
+#include "qzstd/FilesysHierarchy.h"
 
 #include <gtest/gtest.h>
 
@@ -35,21 +36,30 @@ protected:
     qztest::FaultCollector faults;
 };
 
-// Name variables: a bare name goes to the log directory, a path with "/" is
-// left alone, %P, %A and %I expand, and %I stays until the file is opened.
+// Name variables from the application context: a bare name goes to the log
+// directory of the directory map, a path with "/" is left alone, %P, %A and
+// %I expand, %I stays until the file is opened and is the instance once the
+// host names one.
 TEST_F(FileAppenderTest, NameVariables) {
+    const std::string logDir = qzs::qzlib::sca::FilesysHierarchy::getInstance().get("Log");
+    ASSERT_FALSE(logDir.empty());
     FileAppender a("names");
     a.setFile("plain.log");
-    EXPECT_EQ(ProcessContext::logDirectory() + "plain.log", a.getFile());
+    EXPECT_EQ(logDir + "plain.log", a.getFile());
     a.setFile("rel/dir.log");
     EXPECT_EQ("rel/dir.log", a.getFile());
     a.setFile("%A_%I.log");
     EXPECT_TRUE(a.hasVariables);
-    const std::string exe = ProcessContext::executableBase();
-    EXPECT_EQ(ProcessContext::logDirectory() + exe + "_%I.log", a.fileName);
-    EXPECT_EQ(ProcessContext::logDirectory() + exe + "_" + exe + ".log", a.getFile());
+    EXPECT_EQ(logDir + "FileAppenderTest_%I.log", a.fileName);
+    EXPECT_EQ(logDir + "FileAppenderTest_FileAppenderTest.log", a.getFile());
     a.setFile(path("p%P.log").c_str());
     EXPECT_EQ(path("p") + std::to_string(::getpid()) + ".log", a.getFile());
+
+    const qzs::qzlib::ContextItemID instance = qzs::qzlib::CContext::GetContextItemID("AppInstance");
+    qzs::qzlib::getAppContext()->SetItem(instance, "EXT1");
+    a.setFile("%I.log");
+    EXPECT_EQ(logDir + "EXT1.log", a.getFile());
+    qzs::qzlib::getAppContext()->SetItem(instance, "");
 }
 
 // Rolling renames app.log.1 to app.log.2 and app.log to app.log.1, then

@@ -10,7 +10,7 @@
 #include "qzlog/Layout.h"
 #include "qzlog/detail/LogBuffer.h"
 #include "qzlog/detail/LogThreadContext.h"
-#include "qzlog/detail/ProcessContext.h"
+#include "qzmsg/CAppContext.h"
 
 #include <gtest/gtest.h>
 
@@ -182,7 +182,9 @@ TEST_F(LogBufferTest, SaveAllToFileLeavesBuffersAlone) {
     const unsigned char* cursor = buffer->getCursor();
     const uint32_t remaining = buffer->getRemaining();
     const std::string name =
-        ProcessContext::dumpDirectory() + "qzlog-" + ProcessContext::executableBase() + ".dmp";
+        qzs::qzlib::getAppContextText("DirProcessDmp") + "qzlog-LogBufferTest.dmp";
+    // The dump goes to the process's dump directory, which an installation has.
+    ::mkdir(qzs::qzlib::getAppContextText("DirProcessDmp").c_str(), 0755);
     std::remove(name.c_str());
     LogBufferImpl::saveAllToFile();
     EXPECT_EQ(cursor, buffer->getCursor());
