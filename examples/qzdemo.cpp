@@ -1,10 +1,10 @@
 //===- examples/qzdemo.cpp - A small host of the library ------------------===//
 //
-// What a newcomer runs first: a host that configures logging without a file,
-// builds a small logger tree with levels and additivity, adds a pattern
-// layout and a filter chain, logs from two threads, keeps a text in the
-// character set it came in, and prints the summary
-// report the library keeps.
+// What a newcomer runs first: a host that says what it is, configures logging
+// without a file, builds a small logger tree with levels and additivity, adds
+// a pattern layout and a filter chain, logs from two threads, keeps a text in
+// the character set it came in, and prints the summary report the library
+// keeps.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
@@ -67,6 +67,15 @@ int main(int argc, char** argv) {
     binary->setFile(activityFile);
     binary->setLayout(new BinaryLayout());
     Logger::getRepository().getRootLogger()->addAppender(*binary);
+
+    // What the process knows of itself: its build symbols (defined for this
+    // demo in tools/buildcontext/BuildContext.cpp), the process, its
+    // directories and its service deployment, all from the application context.
+    using qzs::qzlib::getAppContextText;
+    std::printf("== 0. Who this process is\n%s %s (%s), process %s, logs in %s, deployment %s\n\n",
+                getAppContextText("BuildProgramString").c_str(), getAppContextText("BuildVersion").c_str(),
+                getAppContextText("BuildConfig").c_str(), getAppContextText("ProcessID").c_str(),
+                getAppContextText("DirProcessLog").c_str(), getAppContextText("ScaDeploymentName").c_str());
 
     std::printf("== 1. BasicConfigurator: a console appender on the root, pattern \"%%r [%%t] %%p %%c - %%m%%n\"\n");
     BasicConfigurator::configure();
