@@ -64,7 +64,8 @@ TEST(ContextChain, LookupsCountsIndicesAndOwnership) {
     CContext* bottom = new CContext();
     CContext survivor;
     survivor.deleteWithParent = false;
-    top->AddItem(new CContextItem(a, "top", false));
+    CContextItem* first = new CContextItem(a, "top", false);
+    top->AddItem(first);
     middle->AddItem(new CContextItem(b, 7u));
     bottom->AddItem(new CContextItem(c, 9ul));
     bottom->AddItem(new CContextItem(a, "bottom", false));
@@ -82,9 +83,11 @@ TEST(ContextChain, LookupsCountsIndicesAndOwnership) {
     EXPECT_EQ(b, top->GetItemID(1));
     EXPECT_EQ(0u, top->GetItemID(2));
 
-    // A second item under one ID replaces the visible value; removal deletes.
+    // A second item under one ID replaces the visible value and leaves the
+    // first to its maker (kept on purpose); removal deletes.
     top->AddItem(new CContextItem(a, "again", false));
     EXPECT_EQ("again", text(top->GetItem(a)));
+    delete first;
     EXPECT_EQ(1u, top->GetItemCount(false));
     EXPECT_TRUE(top->RemoveItem(a));
     EXPECT_FALSE(top->RemoveItem(a));
