@@ -139,8 +139,7 @@ CContextItem* CProcessContext::GetItem(ContextItemID id) const {
 }
 
 char const* CProcessContext::getExecutable() {
-    ssize_t n = ::readlink("/proc/self/exe", g_executable, kBufferSize - 1);
-    g_executable[n < 1 ? 0 : n] = '\0';
+    std::snprintf(g_executable, kBufferSize, "%s", qzGetProcessExecutable());
     return g_executable;
 }
 

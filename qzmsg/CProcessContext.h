@@ -33,7 +33,7 @@ public:
     /// before being returned; every other ID is looked up as usual.
     CContextItem* GetItem(ContextItemID id) const override;
 
-    /// readlink of /proc/self/exe; "" when that gives nothing.
+    /// The executable's path (qzGetProcessExecutable); "" when unknown.
     static char const* getExecutable();
     /// The executable's name after its last '/' or '\\' (the whole path when
     /// it has neither), cut at its last '.'.

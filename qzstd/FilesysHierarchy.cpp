@@ -62,14 +62,9 @@ std::string systemText(int error) {
     return ::strerror_r(error, buffer, sizeof buffer);
 }
 
-// The base name of the executable, from the same link its directory comes
-// from; "" when it cannot be read.
+// The base name of the executable; "" when its path cannot be read.
 std::string executableBaseName() {
-    char path[PATH_MAX];
-    ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
-    if (n < 1)
-        return std::string();
-    path[n] = '\0';
+    const char* path = qzGetProcessExecutable();
     const char* slash = std::strrchr(path, '/');
     return slash ? slash + 1 : path;
 }

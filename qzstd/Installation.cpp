@@ -21,12 +21,16 @@ using namespace qzs::qzlib::detail::file;
 
 namespace {
 
-std::string computeProcessExecutableDir() {
+std::string computeProcessExecutable() {
     char path[PATH_MAX];
     ssize_t n = ::readlink("/proc/self/exe", path, sizeof path - 1);
     if (n < 1)
         return std::string();
-    path[n] = '\0';
+    return std::string(path, static_cast<size_t>(n));
+}
+
+std::string computeProcessExecutableDir() {
+    const char* path = qzGetProcessExecutable();
     const char* slash = std::strrchr(path, '/');
     const char* backslash = std::strrchr(path, '\\');
     const char* last = slash;
@@ -59,6 +63,11 @@ std::string computeInstallationDir() {
 }
 
 } // namespace
+
+char const* qzGetProcessExecutable() {
+    static const std::string executable = computeProcessExecutable();
+    return executable.c_str();
+}
 
 char const* qzGetProcessExecutableDir() {
     static const std::string directory = computeProcessExecutableDir();

@@ -10,6 +10,13 @@
 
 #include "qzstd/Export.h"
 
+/// The running executable as the link /proc/self/exe names it, unresolved;
+/// "" when the link cannot be read. Computed once, on the first call from any
+/// thread, then fixed: the one source of the executable's path, its
+/// directory and its base name (the process context items ProcessExecutable,
+/// ProcessExecutableDir and ProcessExecutableBase publish it).
+QZ_API char const* qzGetProcessExecutable();
+
 /// The directory of the running executable as the link /proc/self/exe names
 /// it, up to its last "/" (or "\\"), unresolved; "" when the link cannot be
 /// read. Computed once, on the first call from any thread, then fixed. This
