@@ -104,6 +104,8 @@ std::string getAppContextText(char const* name) {
         return std::to_string(static_cast<long>(*item));
     case CDataItem::UnsignedLong:
         return std::to_string(static_cast<unsigned long>(*item));
+    case CDataItem::Bool:
+        return static_cast<bool>(*item) ? "true" : "false";
     default:
         return std::string();
     }

@@ -1,0 +1,74 @@
+//===- tests/integration/ProcessIdentityTest.cpp - A process's identity ---===//
+//
+// A real program started under chosen environments: its build symbols, its
+// directories in both layouts and its service identifiers, as the
+// application context gives them at start-up.
+//
+//===----------------------------------------------------------------------===//
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <sys/wait.h>
+
+namespace {
+
+// Runs the printer with `environment` (NAME=value words put before it by
+// env -i, so nothing else leaks in) and returns its items.
+std::map<std::string, std::string> identity(const std::string& environment) {
+    const std::string command = "env -i " + environment + " " QZ_IDENTITY_PRINTER
+                                " BuildApplication BuildProgramString ProcessExecutableBase"
+                                " DirProcessHome DirProcessLog DirProcessDmp DirStructureIsLegacy"
+                                " ScaDeploymentName ScaServiceId";
+    std::map<std::string, std::string> items;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (!pipe)
+        return items;
+    char line[4096];
+    while (std::fgets(line, sizeof line, pipe)) {
+        std::string text(line);
+        if (!text.empty() && text.back() == '\n')
+            text.pop_back();
+        const size_t eq = text.find('=');
+        if (eq != std::string::npos)
+            items[text.substr(0, eq)] = text.substr(eq + 1);
+    }
+    EXPECT_EQ(0, WEXITSTATUS(::pclose(pipe)));
+    return items;
+}
+
+// The same program in the two layouts the environment selects, and its
+// service identity from the environment or made up.
+TEST(ProcessIdentity, LayoutsAndServiceFromTheStartingEnvironment) {
+    qztest::TempDir temp("qzidentity");
+    const std::string home = temp.path("home"), var = temp.path("var");
+
+    auto legacy = identity("XQZ_HOME=" + home + " XQZ_FILESYSTEM_ISLEGACY=");
+    EXPECT_EQ("identity_printer", legacy["BuildApplication"]);
+    EXPECT_EQ("Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext",
+              legacy["BuildProgramString"]);
+    EXPECT_EQ("identity_printer", legacy["ProcessExecutableBase"]);
+    EXPECT_EQ(home + "/", legacy["DirProcessHome"]);
+    EXPECT_EQ(home + "/dirdmp/", legacy["DirProcessDmp"]);
+    EXPECT_EQ("Unknown", legacy["ScaDeploymentName"]);
+
+    // A home with bin and lib beside each other is an installation of the
+    // standard layout.
+    std::filesystem::create_directories(home + "/bin");
+    std::filesystem::create_directories(home + "/lib");
+    auto standard = identity("XQZ_HOME=" + home + " XQZ_VAR_HOME=" + var +
+                             " XQZ_DEPLOYMENT_NAME=east XQZ_SERVICE_ID=svc-7");
+    EXPECT_EQ(home + "/", standard["DirProcessHome"]);
+    EXPECT_EQ(var + "/log/", standard["DirProcessLog"]);
+    EXPECT_EQ(var + "/log/", standard["DirProcessDmp"]);
+    EXPECT_EQ("east", standard["ScaDeploymentName"]);
+    EXPECT_EQ("svc-7", standard["ScaServiceId"]);
+    EXPECT_EQ("true", legacy["DirStructureIsLegacy"]);
+    EXPECT_EQ("false", standard["DirStructureIsLegacy"]);
+}
+
+} // namespace
