@@ -17,10 +17,12 @@
 
 namespace {
 
-// Runs the printer with `environment` (NAME=value words put before it by
-// env -i, so nothing else leaks in) and returns its items.
-std::map<std::string, std::string> identity(const std::string& environment) {
-    const std::string command = "env -i " + environment + " " QZ_IDENTITY_PRINTER
+// Runs the printer (or a copy of it under another name) with `environment`
+// (NAME=value words put before it by env -i, so nothing else leaks in) and
+// returns its items.
+std::map<std::string, std::string> identity(const std::string& environment,
+                                            const std::string& program = QZ_IDENTITY_PRINTER) {
+    const std::string command = "env -i " + environment + " " + program +
                                 " BuildApplication BuildProgramString ProcessExecutableBase"
                                 " DirProcessHome DirProcessLog DirProcessDmp DirStructureIsLegacy"
                                 " ScaDeploymentName ScaServiceId";
@@ -69,6 +71,22 @@ TEST(ProcessIdentity, LayoutsAndServiceFromTheStartingEnvironment) {
     EXPECT_EQ("svc-7", standard["ScaServiceId"]);
     EXPECT_EQ("true", legacy["DirStructureIsLegacy"]);
     EXPECT_EQ("false", standard["DirStructureIsLegacy"]);
+}
+
+// A service process (known by its executable's name) makes every directory
+// of the standard layout; any other process only the log tree.
+TEST(ProcessIdentity, AServiceMakesItsDirectories) {
+    qztest::TempDir temp("qzservice");
+    const std::string home = temp.path("home"), var = temp.path("var");
+    std::filesystem::create_directories(home + "/bin");
+    std::filesystem::create_directories(home + "/lib");
+    const std::string service = home + "/bin/adminsrvr";
+    std::filesystem::copy_file(QZ_IDENTITY_PRINTER, service);
+
+    auto items = identity("XQZ_HOME=" + home + " XQZ_VAR_HOME=" + var, service);
+    EXPECT_EQ("adminsrvr", items["ProcessExecutableBase"]);
+    for (const char* made : {"var/run", "var/lock", "var/temp", "var/lib/checkpt", "var/lib/report", "var/log"})
+        EXPECT_TRUE(std::filesystem::is_directory(temp.path(made))) << made;
 }
 
 } // namespace
