@@ -8,6 +8,8 @@
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/CBuildContext.h"
 #include "qzmsg/CContext.h"
+#include "qzmsg/CErrorContext.h"
+#include "qzmsg/CMessageContext.h"
 #include "qzmsg/CProcessContext.h"
 #include "qzmsg/CScaContext.h"
 #include "qzmsg/CSourceContext.h"
@@ -18,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <regex>
@@ -239,6 +242,57 @@ TEST(AppContext, BuildItemsAndTheChainBelow) {
     EXPECT_TRUE(app->SetItem(idOf("AppInstance"), "EXT1"));
     EXPECT_EQ("EXT1", text(app->GetItem(idOf("AppInstance"))));
     EXPECT_STREQ("ContextTest", getProcessExecutableBase());
+}
+
+// A message context answers for the process through the application context
+// two levels down, counts only one level, pads its details, and leaves the
+// error and application contexts standing when it goes.
+TEST(MessageContext, ChainDetailsAndWhatItDeletes) {
+    auto* source = new CSourceContext("qzmsg", "ContextTest", "message", 7);
+    {
+        CMessageContext message(source);
+        EXPECT_EQ(static_cast<unsigned int>(::getpid()),
+                  static_cast<unsigned int>(*message.GetItem(idOf("ProcessID"))));
+        EXPECT_EQ(7u, static_cast<unsigned int>(*message.GetItem(idOf("SourceLine"))));
+        EXPECT_NE(nullptr, message.GetItem(idOf("ErrOSErrorCode")));
+        const unsigned int oneLevel = 2 + 4 + 4 + getAppContext()->GetItemCount(false);
+        EXPECT_EQ(oneLevel, message.GetItemCount(true)) << "the process items lie two levels down";
+
+        message.SetDetail(2, CDataItem("third"));
+        message.AddDetail(CDataItem(4u));
+        ASSERT_EQ(4u, message.details().size());
+        EXPECT_EQ(0, static_cast<int>(message.details()[0])) << "padding";
+        EXPECT_STREQ("third", static_cast<char const*>(message.details()[2]));
+        auto* details = static_cast<std::vector<CDataItem>*>(*message.GetItem(idOf("MessageDetails")));
+        EXPECT_EQ(&message.details(), details);
+        message.SetDetails({CDataItem(1), CDataItem(2)});
+        EXPECT_EQ(2u, message.details().size());
+        message.AddThreadContext();
+        EXPECT_NE(nullptr, message.GetItem(idOf("ThreadBacktrace")));
+    } // deletes the source and thread contexts (ASan would tell otherwise)
+    EXPECT_NE(nullptr, CErrorContext::GetContext()->GetItem(idOf("ErrOSErrorCode")));
+    EXPECT_NE(nullptr, getAppContext()->GetItem(idOf("ProcessID")));
+}
+
+// Each thread has its own error context; fetching it keeps errno, and the
+// saved OS error reads back as the system's text.
+TEST(ErrorContext, PerThreadAndTheSavedOSError) {
+    CErrorContext* mine = CErrorContext::GetContext();
+    EXPECT_FALSE(mine->deleteWithParent);
+    EXPECT_EQ(mine, CErrorContext::GetContext());
+    CErrorContext* other = nullptr;
+    std::thread([&] { other = CErrorContext::GetContext(); }).join();
+    EXPECT_NE(mine, other);
+
+    errno = ENOENT;
+    SaveOSErrorContext();
+    EXPECT_EQ(ENOENT, errno);
+    EXPECT_EQ(unsigned(ENOENT), static_cast<unsigned int>(*mine->GetItem(idOf("ErrOSErrorCode"))));
+    EXPECT_EQ(std::string(std::strerror(ENOENT)), text(mine->GetItem(idOf("ErrOSErrorText"))));
+    EXPECT_EQ("", text(mine->GetItem(idOf("ErrAppErrorText"))));
+    EXPECT_TRUE(mine->SetItem(idOf("ErrSQLErrorCode"), CDataItem(1403u)));
+    EXPECT_EQ(1403u, static_cast<unsigned int>(*mine->GetItem(idOf("ErrSQLErrorCode"))));
+    mine->SetItem(idOf("ErrOSErrorCode"), CDataItem(0u));
 }
 
 // Threads look up through a chain while one item is reassigned under its
