@@ -18,6 +18,10 @@ namespace qzlib {
 /// Kept on purpose: GetItemCount counts the four items whether they exist
 /// yet or not, and GetItemID answers 0 to 3 from the fixed order SourceModule,
 /// SourceID, SourceMethod, SourceLine.
+///
+/// Allocation: plain operator new for now; the message factory's new-handler
+/// (which reports an allocation failure as a message) takes it over here
+/// when messages exist.
 class QZ_API CSourceContext : public CContext {
 public:
     CSourceContext(char const* sourceModule, char const* sourceId, char const* sourceMethod,
