@@ -15,7 +15,9 @@ exported() {
   nm -D --defined-only "$lib" |
     awk '{ print $2, $3 }' |
     while read -r kind name; do
-      if [[ $kind == [Ww] ]] && c++filt "$name" | grep -qE '^(std::|__gnu_cxx::|void std::|bool std::)'; then
+      # By the mangled name, so that a return type in front (which c++filt
+      # prints first for a template function) does not hide the namespace.
+      if [[ $kind == [Ww] && $name =~ ^_ZN?K?(St|9__gnu_cxx) ]]; then
         continue
       fi
       echo "$name"
