@@ -58,12 +58,8 @@ bool CAppContext::SetItem(ContextItemID id, char const* text) {
 }
 
 void CAppContext::AddTerms() {
-    std::string dbms;
-    if (CContextItem* item = GetItem(GetContextItemID("BuildDBMS"))) {
-        MultiThreading::ScopedLock guard(item->lock);
-        if (char const* text = *item)
-            dbms = text;
-    }
+    const CContextItem* item = GetItem(GetContextItemID("BuildDBMS"));
+    const std::string dbms = item ? item->GetText() : std::string();
     const struct {
         ContextItemID id;
         unsigned int text;
@@ -88,27 +84,7 @@ CAppContext* getAppContext() {
 
 std::string getAppContextText(char const* name) {
     const CContextItem* item = getAppContext()->GetItem(CContext::GetContextItemID(name));
-    if (!item)
-        return std::string();
-    MultiThreading::ScopedLock guard(item->lock);
-    switch (item->getType()) {
-    case CDataItem::String: {
-        char const* text = *item;
-        return text ? text : "";
-    }
-    case CDataItem::Int:
-        return std::to_string(static_cast<int>(*item));
-    case CDataItem::UnsignedInt:
-        return std::to_string(static_cast<unsigned int>(*item));
-    case CDataItem::Long:
-        return std::to_string(static_cast<long>(*item));
-    case CDataItem::UnsignedLong:
-        return std::to_string(static_cast<unsigned long>(*item));
-    case CDataItem::Bool:
-        return static_cast<bool>(*item) ? "true" : "false";
-    default:
-        return std::string();
-    }
+    return item ? item->GetText() : std::string();
 }
 
 char const* getProcessExecutableBase() {

@@ -105,19 +105,6 @@ const std::pair<char const*, char const*> kDatabases[] = {
     {"Informix", "Informix"},
 };
 
-// The text of an item under its lock, copied; null when there is no item.
-bool readText(const CContext& context, ContextItemID id, std::string& out) {
-    CContextItem* item = context.GetItem(id);
-    if (!item)
-        return false;
-    MultiThreading::ScopedLock guard(item->lock);
-    char const* text = *item;
-    if (!text)
-        return false;
-    out = text;
-    return true;
-}
-
 } // namespace
 
 CBuildContext::CBuildContext() {
@@ -140,12 +127,13 @@ CBuildContext::CBuildContext() {
 }
 
 void CBuildContext::SetProgramItems() {
-    std::string application, dbms;
-    const bool haveApplication = readText(*this, 73948074, application);
-    const bool haveDbms = readText(*this, 262803587, dbms);
+    const CContextItem* application = GetItem(73948074);
+    const CContextItem* dbms = GetItem(262803587);
+    const std::string applicationText = application ? application->GetText() : std::string();
+    const std::string dbmsText = dbms ? dbms->GetText() : std::string();
     unsigned int type = 0;
-    const std::string text = programString(haveApplication ? application.c_str() : nullptr,
-                                           haveDbms ? dbms.c_str() : nullptr, type);
+    const std::string text = programString(application ? applicationText.c_str() : nullptr,
+                                           dbms ? dbmsText.c_str() : nullptr, type);
     AddItem(new CContextItem(GetContextItemID("BuildProgramString"), ::strdup(text.c_str()), true));
     AddItem(new CContextItem(BuildProgramTypeID, type));
 }

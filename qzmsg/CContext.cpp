@@ -82,6 +82,28 @@ NameTable& nameTable() {
 
 CContextItem::~CContextItem() = default;
 
+std::string CContextItem::GetText() const {
+    MultiThreading::ScopedLock guard(lock);
+    switch (getType()) {
+    case CDataItem::String: {
+        char const* text = *this;
+        return text ? text : "";
+    }
+    case CDataItem::Int:
+        return std::to_string(static_cast<int>(*this));
+    case CDataItem::UnsignedInt:
+        return std::to_string(static_cast<unsigned int>(*this));
+    case CDataItem::Long:
+        return std::to_string(static_cast<long>(*this));
+    case CDataItem::UnsignedLong:
+        return std::to_string(static_cast<unsigned long>(*this));
+    case CDataItem::Bool:
+        return static_cast<bool>(*this) ? "true" : "false";
+    default:
+        return std::string();
+    }
+}
+
 CContext::CContext() : deleteWithParent(true), ownCount(0) {
     nameTable();
 }

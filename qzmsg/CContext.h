@@ -16,6 +16,7 @@
 #include "qzstd/SparseArray.h"
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace qzs {
@@ -48,6 +49,22 @@ public:
     CContextItem& operator=(const CContextItem&) = delete;
     /// Value assignments keep the item's tag (see CDataItem).
     using CDataItem::operator=;
+
+    /// Assigns `newValue` under the item's lock, as CDataItem's assignment of
+    /// that type does (a `char const*` is borrowed).
+    template <typename T> void Assign(const T& newValue) {
+        MultiThreading::ScopedLock guard(lock);
+        static_cast<CDataItem&>(*this) = newValue;
+    }
+    /// The value read under the item's lock, converted as CDataItem converts.
+    template <typename T> T Read() const {
+        MultiThreading::ScopedLock guard(lock);
+        return static_cast<T>(static_cast<const CDataItem&>(*this));
+    }
+    /// The value as text, read under the item's lock: a string as it is, a
+    /// number in decimal, a bool as "true" or "false"; "" for a null string
+    /// or any other kind of value.
+    std::string GetText() const;
 
     ContextItemID id;
     mutable MultiThreading::Mutex lock;

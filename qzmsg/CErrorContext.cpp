@@ -47,22 +47,13 @@ CErrorContext* CErrorContext::GetContext() {
 
 CContextItem* CErrorContext::GetItem(ContextItemID id) const {
     if (id == osErrorText->id) {
-        unsigned int code;
-        {
-            MultiThreading::ScopedLock guard(osErrorCode->lock);
-            code = *osErrorCode;
-        }
-        osText = OSErrorText(code);
-        char const* const text = osText.c_str(); // const: the item borrows it
-        MultiThreading::ScopedLock guard(osErrorText->lock);
-        *osErrorText = text;
+        osText = OSErrorText(osErrorCode->Read<unsigned int>());
+        osErrorText->Assign(osText.c_str()); // borrowed
         return osErrorText;
     }
     if (id == appErrorText->id) {
         appText = GetAppErrorText();
-        char const* const text = appText.c_str();
-        MultiThreading::ScopedLock guard(appErrorText->lock);
-        *appErrorText = text;
+        appErrorText->Assign(appText.c_str()); // borrowed
         return appErrorText;
     }
     return CContext::GetItem(id);
@@ -70,8 +61,7 @@ CContextItem* CErrorContext::GetItem(ContextItemID id) const {
 
 bool CErrorContext::SetItem(ContextItemID id, const CDataItem& value) {
     if (CContextItem* item = findOwn(id)) {
-        MultiThreading::ScopedLock guard(item->lock);
-        static_cast<CDataItem&>(*item) = value;
+        item->Assign(value);
         return true;
     }
     AddItem(new CContextItem(id, value));

@@ -38,9 +38,7 @@ bool CMessageContext::SetDetail(unsigned int index, const CDataItem& detail) {
 }
 
 bool CMessageContext::SetDetails(const std::vector<CDataItem>& details) {
-    detailItems.clear();
-    for (const CDataItem& detail : details)
-        detailItems.push_back(detail);
+    detailItems.assign(details.begin(), details.end());
     return true;
 }
 

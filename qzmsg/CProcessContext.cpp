@@ -90,32 +90,23 @@ CContextItem* CProcessContext::GetItem(ContextItemID id) const {
         timespec uptime{0, 0};
         if (::sysinfo(&info) == 0)
             uptime.tv_sec = info.uptime;
-        MultiThreading::ScopedLock guard(osUptime->lock);
-        *osUptime = uptime;
+        osUptime->Assign(uptime);
         item = osUptime;
     } else if (id == workingDir->id) {
-        char const* const dir = getWorkingDir(); // const: the item borrows it
-        MultiThreading::ScopedLock guard(workingDir->lock);
-        *workingDir = dir;
+        workingDir->Assign(getWorkingDir()); // borrowed
         item = workingDir;
     } else if (id == userTime->id || id == systemTime->id) {
         struct tms ticks;
         ::times(&ticks);
         CContextItem* target = id == userTime->id ? userTime : systemTime;
-        const timespec value = ticksAsTime(id == userTime->id ? ticks.tms_utime : ticks.tms_stime);
-        MultiThreading::ScopedLock guard(target->lock);
-        *target = value;
+        target->Assign(ticksAsTime(id == userTime->id ? ticks.tms_utime : ticks.tms_stime));
         item = target;
     } else if (id == clockTime->id) {
         timespec elapsed{0, 0};
         timeval now{0, 0};
         const CContextItem* start = getAppContext()->GetItem(GetContextItemID("AppStartTime"));
         if (start && ::gettimeofday(&now, nullptr) == 0) {
-            timespec began;
-            {
-                MultiThreading::ScopedLock guard(start->lock);
-                began = *start;
-            }
+            const timespec began = start->Read<timespec>();
             long seconds = now.tv_sec - began.tv_sec;
             long micros = now.tv_usec - began.tv_nsec / 1000;
             if (micros < 0) {
@@ -124,15 +115,13 @@ CContextItem* CProcessContext::GetItem(ContextItemID id) const {
             }
             elapsed = timespec{seconds, micros * 1000};
         }
-        MultiThreading::ScopedLock guard(clockTime->lock);
-        *clockTime = elapsed;
+        clockTime->Assign(elapsed);
         item = clockTime;
     } else if (id == memoryVirtual->id || id == memoryPhysical->id) {
         unsigned int virtualKb = 0, physicalKb = 0;
         readMemory(virtualKb, physicalKb);
         CContextItem* target = id == memoryVirtual->id ? memoryVirtual : memoryPhysical;
-        MultiThreading::ScopedLock guard(target->lock);
-        *target = id == memoryVirtual->id ? virtualKb : physicalKb;
+        target->Assign(id == memoryVirtual->id ? virtualKb : physicalKb);
         item = target;
     }
     return item ? item : CContext::GetItem(id);
