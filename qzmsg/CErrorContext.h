@@ -10,6 +10,7 @@
 #define QZMSG_CERRORCONTEXT_H
 
 #include "qzmsg/CContext.h"
+#include "qzunicode/ULibTypes.h"
 
 #include <string>
 #include <vector>
@@ -30,10 +31,35 @@ class CMessage;
 class QZ_API CErrorContext : public CContext {
 public:
     CErrorContext();
-
+    /// Deletes the pending messages and tells the default factory.
+    ~CErrorContext() override;
     /// The calling thread's context, made at first use. errno is left as it
     /// was.
     static CErrorContext* GetContext();
+
+    /// Takes a pending message (AddMessage), except while Issue runs, so
+    /// that an action cannot feed the list it walks: then it is ignored.
+    CErrorContext& operator+=(CMessage* message);
+    /// Appends a pending message and takes ownership. The application error
+    /// message itself is copied first, so that each is owned once.
+    void AddMessage(CMessage* message);
+    /// Whether `message` is pending here (by pointer).
+    bool Exists(CMessage const* message) const;
+    /// Deletes pending messages `first` to `last` (clamped to the end).
+    void erase(size_t first, size_t last);
+    /// Deletes every pending message and the application error message.
+    void Clear();
+    /// The text of pending message `index` (negative: the last); null out of
+    /// range.
+    char const* Format(int index, ULibCharSet charSet);
+    /// Issues the pending messages, newest first, in three passes (normal
+    /// steps, then stop-and-look, then terminal). After a pass with a
+    /// failure no further pass runs and the list stays; otherwise it is
+    /// emptied. Whether every action succeeded.
+    bool Issue();
+    /// Moves another thread's pending and stored messages here, in order.
+    /// Both threads must be quiet.
+    void Transfer(CErrorContext& from);
 
     /// Fills the two texts before answering for them; every other ID is
     /// looked up as usual.
@@ -41,17 +67,20 @@ public:
     /// Assigns `value` under the item's lock when the item exists, otherwise
     /// adds a new item. Always true.
     bool SetItem(ContextItemID id, const CDataItem& value);
-
     /// errno.
     static unsigned int OSErrorCode();
     /// The system's text of `code`, or of errno when `code` is 0.
     static std::string OSErrorText(unsigned int code);
 
+    /// Replaces (deleting) the application error message; takes ownership.
+    void SetAppErrorMessage(CMessage* message);
+    CMessage* GetAppErrorMessage() const;
+    void ClearAppErrorMessage();
     /// The text of the application error message; "" when there is none.
-    /// Kept empty until messages format themselves.
-    std::string GetAppErrorText() const;
+    std::string GetAppErrorText(ULibCharSet charSet = 0x20000000) const;
 
-    /// Pending messages, whether they are being issued, and stored messages.
+    /// Pending messages (owned), whether they are being issued, and the
+    /// messages that StoreMessage kept (owned).
     std::vector<CMessage*> messages;
     bool issuing;
     std::vector<CMessage*> storedMessages;

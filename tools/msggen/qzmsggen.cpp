@@ -1,0 +1,225 @@
+//===- tools/msggen/qzmsggen.cpp - The message functions, from the catalogue ===//
+//
+// Reads the compiled catalogue and writes one _MSG_ function for every
+// sequence of argument types its messages use, and one _TSTR_ function for
+// every sequence its plain texts use, so that the family follows the
+// catalogue and nobody writes the wrappers by hand. Also lists the catalogue's
+// numbers for the test that every number the sources raise is there.
+//
+// Usage: qzmsggen <qzMessage.dat> <output directory>
+//
+//===----------------------------------------------------------------------===//
+#include <unicode/resbund.h>
+#include <unicode/udata.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct TypeWord {
+    const char* word;
+    const char* parameter;
+    bool objectName;
+};
+
+// By catalogue kind. Kind 5 is a bool read as an int; 16 and any kind the
+// table does not know are texts.
+const TypeWord kWords[] = {
+    {"String", "char const*", false},
+    {"Int32", "int", false},
+    {"UInt32", "unsigned int", false},
+    {"Int64", "long", false},
+    {"UInt64", "unsigned long", false},
+    {"Int32", "int", false},
+    {"DateTime", "timeval", false},
+    {"Pointer", "void const*", false},
+    {"ObjectName", "qzapp::CDBObjName<qzapp::DBObjObject> const&", true},
+    {"TableName", "qzapp::CDBObjName<qzapp::DBObjTable> const&", true},
+    {"SchemaName", "qzapp::CDBObjName<qzapp::DBObjSchema> const&", true},
+    {"CatalogName", "qzapp::CDBObjName<qzapp::DBObjCatalog> const&", true},
+    {"LoginName", "qzapp::CDBObjName<qzapp::DBObjLogin> const&", true},
+    {"ColumnName", "qzapp::CDBObjName<qzapp::DBObjColumn> const&", true},
+    {"QualObjectName", "qzapp::CQualDBObjName<qzapp::DBObjObject> const&", true},
+    {"QualTableName", "qzapp::CQualDBObjName<qzapp::DBObjTable> const&", true},
+    {"String", "char const*", false},
+};
+
+const TypeWord& wordOf(int kind) {
+    return kind >= 0 && kind <= 16 ? kWords[kind] : kWords[0];
+}
+
+typedef std::vector<int> Sequence;
+
+bool fail(const std::string& what) {
+    std::cerr << "qzmsggen: " << what << "\n";
+    return false;
+}
+
+int integerOf(const icu::ResourceBundle& r, UErrorCode& ec) {
+    if (r.getType() == URES_INT)
+        return r.getInt(ec);
+    ec = U_INVALID_FORMAT_ERROR;
+    return 0;
+}
+
+// The kinds of the named details of `details`, in order.
+bool readSequence(const icu::ResourceBundle& details, Sequence& out, const std::string& key) {
+    UErrorCode ec = U_ZERO_ERROR;
+    for (int i = 0; i < details.getSize(); ++i) {
+        icu::ResourceBundle d = details.get(i, ec);
+        if (U_FAILURE(ec) || d.getType() != URES_ARRAY || d.getSize() < 2)
+            return fail("message " + key + ": detail " + std::to_string(i) + " is not an array of 2 or 3");
+        icu::ResourceBundle name = d.get(0, ec);
+        icu::ResourceBundle kind = d.get(1, ec);
+        int k = integerOf(kind, ec);
+        if (U_FAILURE(ec))
+            return fail("message " + key + ": detail " + std::to_string(i) + " has no integer kind");
+        if (name.getType() == URES_STRING)
+            out.push_back(k);
+        else if (name.getType() != URES_INT)
+            return fail("message " + key + ": detail " + std::to_string(i) + " names neither an argument nor an item");
+    }
+    return true;
+}
+
+std::string nameOf(const char* prefix, const Sequence& s) {
+    std::string n = prefix;
+    if (s.empty())
+        return n + "ContextItem";
+    for (size_t i = 0; i < s.size(); ++i)
+        n += (i ? "_" : "") + std::string(wordOf(s[i]).word);
+    return n;
+}
+
+bool usesObjectNames(const Sequence& s) {
+    for (int k : s)
+        if (wordOf(k).objectName)
+            return true;
+    return false;
+}
+
+std::string parameters(const Sequence& s) {
+    std::string p;
+    for (size_t i = 0; i < s.size(); ++i)
+        p += ", " + std::string(wordOf(s[i]).parameter) + " a" + std::to_string(i + 1);
+    return p;
+}
+
+std::string arguments(const Sequence& s) {
+    std::string a;
+    for (size_t i = 0; i < s.size(); ++i)
+        a += wordOf(s[i]).objectName ? ", qzapp::enquote(a" + std::to_string(i + 1) + ").c_str()"
+                                     : ", a" + std::to_string(i + 1);
+    return a;
+}
+
+// Writes `text` only when it differs, so that a catalogue edit that adds no
+// sequence rebuilds nothing.
+bool writeIfChanged(const std::string& path, const std::string& text) {
+    std::ifstream in(path, std::ios::binary);
+    if (in) {
+        std::string old((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (old == text)
+            return true;
+    }
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << text;
+    return static_cast<bool>(out) || fail("cannot write " + path);
+}
+
+const char* kBanner = "// Generated by qzmsggen from the message catalogue: do not edit.\n";
+
+void writeFamily(std::ostringstream& h, std::ostringstream& c, const std::set<Sequence>& messages,
+                 const std::set<Sequence>& texts, bool objectNames) {
+    for (const Sequence& s : messages) {
+        if (usesObjectNames(s) != objectNames)
+            continue;
+        const std::string sig = "CMessage* " + nameOf("_MSG_", s) + "(CSourceContext* source, int id" +
+                                parameters(s) + ", MessageDisposition disposition";
+        h << "QZ_API " << sig << " = IssueAndDispose);\n";
+        c << sig << ") {\n    return raiseMessage(source, id, disposition" << arguments(s) << ");\n}\n";
+    }
+    for (const Sequence& s : texts) {
+        if (usesObjectNames(s) != objectNames)
+            continue;
+        const std::string sig =
+            "char const* " + nameOf("_TSTR_", s) + "(CSourceContext* source, int id" + parameters(s) + ")";
+        h << "QZ_API " << sig << ";\n";
+        c << sig << " {\n    return textOf(source, id" << arguments(s) << ");\n}\n";
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::cerr << "usage: qzmsggen <qzMessage.dat> <output directory>\n";
+        return 2;
+    }
+    std::ifstream in(argv[1], std::ios::binary);
+    static std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    if (bytes.empty())
+        return fail(std::string("cannot read ") + argv[1]), 1;
+    UErrorCode ec = U_ZERO_ERROR;
+    udata_setAppData("qzMessage", bytes.data(), &ec);
+    icu::ResourceBundle root("qzMessage", icu::Locale::getRoot(), ec);
+    if (U_FAILURE(ec))
+        return fail(std::string("cannot open the catalogue: ") + u_errorName(ec)), 1;
+
+    std::set<Sequence> messages{Sequence{}}, texts{Sequence{}};
+    std::vector<unsigned long> ids;
+    for (int i = 0; i < root.getSize(); ++i) {
+        icu::ResourceBundle entry = root.get(i, ec);
+        const std::string key = entry.getKey() ? entry.getKey() : "";
+        char* end = nullptr;
+        unsigned long id = std::strtoul(key.c_str(), &end, 10);
+        if (key.empty() || *end)
+            continue;
+        ids.push_back(id);
+        Sequence s;
+        const bool isText = id > 9999999;
+        const int detailsAt = isText ? 1 : 6;
+        if (entry.getType() != URES_ARRAY || entry.getSize() < (isText ? 1 : 4))
+            return fail("message " + key + " is not an array of the catalogue's shape"), 1;
+        if (entry.getSize() > detailsAt) {
+            icu::ResourceBundle details = entry.get(detailsAt, ec);
+            if (U_FAILURE(ec) || details.getType() != URES_ARRAY || !readSequence(details, s, key))
+                return fail("message " + key + ": unreadable details"), 1;
+        }
+        (isText ? texts : messages).insert(s);
+    }
+
+    const std::string out = argv[2];
+    std::ostringstream h, c, oh, oc, list;
+    h << kBanner << "#ifndef QZMSG_MESSAGEFUNCTIONS_H\n#define QZMSG_MESSAGEFUNCTIONS_H\n\n"
+      << "#include \"qzmsg/Messages.h\"\n\nnamespace qzs {\nnamespace qzlib {\n\n";
+    c << kBanner << "#include \"qzmsg/MessageFunctions.h\"\n\nnamespace qzs {\nnamespace qzlib {\n\n";
+    writeFamily(h, c, messages, texts, false);
+    h << "\n} // namespace qzlib\n} // namespace qzs\n\n#endif\n";
+    c << "\n} // namespace qzlib\n} // namespace qzs\n";
+
+    oh << kBanner << "#ifndef QZAPP_OBJECTNAMEMESSAGES_H\n#define QZAPP_OBJECTNAMEMESSAGES_H\n\n"
+       << "#include \"qzapp/DBObjName.h\"\n#include \"qzmsg/Messages.h\"\n\nnamespace qzs {\nnamespace qzlib {\n\n";
+    oc << kBanner << "#include \"qzapp/ObjectNameMessages.h\"\n\nnamespace qzs {\nnamespace qzlib {\n\n";
+    writeFamily(oh, oc, messages, texts, true);
+    oh << "\n} // namespace qzlib\n} // namespace qzs\n\n#endif\n";
+    oc << "\n} // namespace qzlib\n} // namespace qzs\n";
+
+    for (unsigned long id : ids)
+        list << id << "\n";
+    bool ok = writeIfChanged(out + "/qzmsg/MessageFunctions.h", h.str()) &&
+              writeIfChanged(out + "/qzmsg/MessageFunctions.cpp", c.str()) &&
+              writeIfChanged(out + "/qzapp/ObjectNameMessages.h", oh.str()) &&
+              writeIfChanged(out + "/qzapp/ObjectNameMessages.cpp", oc.str()) &&
+              writeIfChanged(out + "/catalogue_ids.txt", list.str());
+    return ok ? 0 : 1;
+}
