@@ -54,6 +54,7 @@ function(qz_add_test)
   target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
   target_link_libraries(${T_NAME} PRIVATE ${QZ_INTERNAL_LIB} qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
   qz_add_build_context(${T_NAME} APPLICATION unittest)
+  qz_place_catalogue(${T_NAME})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")
 endfunction()
@@ -64,6 +65,7 @@ function(qz_add_bench)
   add_executable(${B_NAME} ${B_SOURCES})
   target_compile_options(${B_NAME} PRIVATE -Wall -Wextra)
   target_link_libraries(${B_NAME} PRIVATE qzlib benchmark::benchmark ${B_LIBS})
+  qz_place_catalogue(${B_NAME})
 endfunction()
 
 # qz_add_fuzz(NAME name SOURCES file... [LIBS lib...]): a libFuzzer target, on
@@ -74,6 +76,7 @@ function(qz_add_fuzz)
   target_compile_options(${F_NAME} PRIVATE -Wall -Wextra -fsanitize=fuzzer)
   target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
   target_link_libraries(${F_NAME} PRIVATE ${QZ_INTERNAL_LIB} ${F_LIBS})
+  qz_place_catalogue(${F_NAME})
 endfunction()
 
 # Sanitizers apply to the library and to everything linked with it.

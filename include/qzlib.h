@@ -1,7 +1,7 @@
 //===- qzlib.h - The public interface of libqzlib --------------*- C++ -*-===//
 //
 // One include for the whole library: logging, threads and locks, containers,
-// the text utilities, character sets and UString. It includes the public
+// numbered messages, the text utilities, character sets and UString. It includes the public
 // headers only; what lives in a folder's detail/ is not installed. Link with
 // -lqzlib (pkg-config qzlib, or CMake find_package(qzlib CONFIG) and
 // qzlib::qzlib).
@@ -12,33 +12,32 @@
 
 // Threads and locks
 #include "qzstd/Event.h"
-#include "qzstd/FaultReport.h"
 #include "qzstd/MainThread.h"
 #include "qzstd/Mutex.h"
 #include "qzstd/Thread.h"
 #include "qzstd/ThreadLocalStorage.h"
 
 // Containers and hashes
-#include "qzstd/ItemPool.h"
 #include "qzstd/Hash.h"
 #include "qzstd/HashArray.h"
+#include "qzstd/ItemPool.h"
 #include "qzstd/SparseArray.h"
 
 // Text and memory utilities
 #include "qzstd/NumberString.h"
-#include "qzstd/memutl.h"
 #include "qzstd/fileutl.h"
+#include "qzstd/memutl.h"
 
 // Dynamic loading and the directory map
 #include "qzstd/DynaLoad.h"
 #include "qzstd/FilesysHierarchy.h"
 
 // Unicode and character sets
-#include "qzunicode/CharSetTable.h"
 #include "qzunicode/COptimizedConverter.h"
 #include "qzunicode/CSConverter.h"
-#include "qzunicode/ULibTypes.h"
+#include "qzunicode/CharSetTable.h"
 #include "qzunicode/ULib.h"
+#include "qzunicode/ULibTypes.h"
 #include "qzunicode/UString.h"
 
 // Contexts: what the process, its build and its threads are
@@ -53,11 +52,21 @@
 #include "qzmsg/CSourceContext.h"
 #include "qzmsg/CThreadContext.h"
 
+// Numbered messages: the catalogue, its severities and actions
+#include "qzmsg/CAction.h"
+#include "qzmsg/CMessage.h"
+#include "qzmsg/CMessageFactory.h"
+#include "qzmsg/CMessageTemplate.h"
+#include "qzmsg/HostConfig.h"
+#include "qzmsg/LegacyErrorHandling.h"
+#include "qzmsg/MessageFunctions.h"
+#include "qzmsg/Messages.h"
+#include "qzmsg/QZException.h"
+
 // Logging
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"
 #include "qzlog/BasicConfigurator.h"
-#include "qzstd/CDataItem.h"
 #include "qzlog/FileAppender.h"
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
@@ -71,5 +80,6 @@
 #include "qzlog/PatternLayout.h"
 #include "qzlog/StandardLoggers.h"
 #include "qzlog/WriterAppender.h"
+#include "qzstd/CDataItem.h"
 
 #endif // QZLIB_H

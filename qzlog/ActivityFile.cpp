@@ -9,11 +9,11 @@
 #include "qzlog/ActivityFile.h"
 
 #include "qzlog/Level.h"
-#include "qzlog/detail/LogBuffer.h"
-#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
-#include "qzstd/FaultReport.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
+#include "qzmsg/Messages.h"
 #include "qzstd/Mutex.h"
 
 #include <cerrno>
@@ -45,9 +45,15 @@ std::string formatText(const char* format, ...) {
     return text;
 }
 
-uint16_t swap16(uint16_t v) { return static_cast<uint16_t>((v << 8) | (v >> 8)); }
-uint32_t swap32(uint32_t v) { return __builtin_bswap32(v); }
-uint64_t swap64(uint64_t v) { return __builtin_bswap64(v); }
+uint16_t swap16(uint16_t v) {
+    return static_cast<uint16_t>((v << 8) | (v >> 8));
+}
+uint32_t swap32(uint32_t v) {
+    return __builtin_bswap32(v);
+}
+uint64_t swap64(uint64_t v) {
+    return __builtin_bswap64(v);
+}
 
 } // namespace
 
@@ -65,7 +71,8 @@ bool mmapFile::Open(const char* name, std::string& failure, bool& openFailed) {
     struct stat info;
     if (::fstat(fd, &info) != 0 || info.st_size < 17) {
         ::close(fd);
-        failure = formatText("File '%s' is not large enough to be an Activity Logging data file", name);
+        failure =
+            formatText("File '%s' is not large enough to be an Activity Logging data file", name);
         return false;
     }
     uint32_t length = static_cast<uint32_t>(info.st_size);
@@ -105,7 +112,9 @@ ActivityFile::~ActivityFile() {
 
 bool ActivityFile::fail(const std::string& text) const {
     error = text;
-    detail::reportFault(QZ_FAULT_SITE("qzlog.activity", "ActivityFile"), 1239, text);
+    KeepInErrorContext(
+        _MSG_String(QZ_SOURCE("qzlog.activity", "qzlog/ActivityFile", "ActivityFile"), 1239,
+                    text.c_str(), ReturnToCaller));
     return false;
 }
 
@@ -118,7 +127,9 @@ bool ActivityFile::Open() {
         return true;
     if (openFailed) {
         error = "Cannot open file '" + fileName + "': " + std::strerror(errno);
-        detail::reportFault(QZ_FAULT_SITE("qzlog.activity", "ActivityFile::Open"), 1091, fileName);
+        KeepInErrorContext(
+            _MSG_String(QZ_SOURCE("qzlog.activity", "qzlog/ActivityFile", "ActivityFile::Open"),
+                        1091, fileName.c_str(), ReturnToCaller));
         return false;
     }
     return fail(failure);
@@ -130,21 +141,27 @@ bool ActivityFile::ValidateLogStartData() const {
     const char* name = fileName.c_str();
     const long position = static_cast<long>(offset);
     if (offset + StartMarkerSize > map.size || map.address[offset] != '<')
-        return fail(formatText("File '%s' has a malformed file header at position %ld", name, position));
+        return fail(
+            formatText("File '%s' has a malformed file header at position %ld", name, position));
     const unsigned char* marker = map.address + offset;
     if (marker[1] > 2)
-        return fail(formatText("File '%s' has a newer version in file header at position %ld", name, position));
+        return fail(formatText("File '%s' has a newer version in file header at position %ld", name,
+                               position));
     if (marker[1] != 2)
-        return fail(formatText("File '%s' has an older version in file header at position %ld", name, position));
+        return fail(formatText("File '%s' has an older version in file header at position %ld",
+                               name, position));
     if (marker[2] != 0x10 && marker[2] != 0x01)
         return fail(
-            formatText("File '%s' has an undefined endian notation in file header at position %ld", name, position));
+            formatText("File '%s' has an undefined endian notation in file header at position %ld",
+                       name, position));
     if (marker[3] != 4 && marker[3] != 8)
         return fail(
-            formatText("File '%s' has an unsupported pointer size in file header at position %ld", name, position));
+            formatText("File '%s' has an unsupported pointer size in file header at position %ld",
+                       name, position));
     if (marker[4] != 4 && marker[4] != 8)
         return fail(
-            formatText("File '%s' has an unsupported float size in file header at position %ld", name, position));
+            formatText("File '%s' has an unsupported float size in file header at position %ld",
+                       name, position));
     return true;
 }
 
@@ -279,7 +296,8 @@ struct ActivityFile::Session {
         size_t n = textSize(nameAt);
         if (!n)
             return 0;
-        Logger* l = Logger::getRepository().getLogger(reinterpret_cast<const char*>(base + nameAt), nullptr);
+        Logger* l = Logger::getRepository().getLogger(reinterpret_cast<const char*>(base + nameAt),
+                                                      nullptr);
         file.loggers[id] = l;
         return 3 + levelSize + n;
     }
@@ -292,7 +310,8 @@ struct ActivityFile::Session {
         const unsigned char token = base[pos];
         const size_t at = pos + 1;
         switch (token) {
-        case 'g': case 'h': {
+        case 'g':
+        case 'h': {
             if (!have(3))
                 return false;
             uint16_t v = u16(at);
@@ -300,7 +319,8 @@ struct ActivityFile::Session {
             pos += 3;
             return true;
         }
-        case 'j': case 'k': {
+        case 'j':
+        case 'k': {
             if (!have(5))
                 return false;
             uint32_t v = u32(at);
@@ -308,7 +328,8 @@ struct ActivityFile::Session {
             pos += 5;
             return true;
         }
-        case 'm': case 'n': {
+        case 'm':
+        case 'n': {
             if (!have(9))
                 return false;
             uint64_t v = u64(at);
@@ -451,9 +472,10 @@ struct ActivityFile::Session {
             threadJustSet = false;
             if ((token | 0x20) != 'a') {
                 ++pos;
-                return file.fail(formatText("Expecting LogEvent token but found invalid token 0x%02x in data at "
-                                            "offset 0x%08x\n",
-                                            token, where()));
+                return file.fail(
+                    formatText("Expecting LogEvent token but found invalid token 0x%02x in data at "
+                               "offset 0x%08x\n",
+                               token, where()));
             }
             if (!have(9))
                 return cut;
@@ -477,7 +499,8 @@ struct ActivityFile::Session {
                 }
                 if (thread)
                     thread->locations[eventId] = LocationDependentAttributes{
-                        strings[2], strings[0], strings[1], static_cast<unsigned short>(eventId & 0xFFFF), count};
+                        strings[2], strings[0], strings[1],
+                        static_cast<unsigned short>(eventId & 0xFFFF), count};
             }
 
             // Prologue: logger, level and time, in any order.
@@ -513,19 +536,21 @@ struct ActivityFile::Session {
                 }
             }
             if (!logger)
-                return file.fail(
-                    formatText("Missing logger token for event stream in data at offset 0x%08x\n", where()));
+                return file.fail(formatText(
+                    "Missing logger token for event stream in data at offset 0x%08x\n", where()));
             if (!thread)
-                return file.fail(
-                    formatText("Missing thread context for event stream in data at offset 0x%08x\n", where()));
+                return file.fail(formatText(
+                    "Missing thread context for event stream in data at offset 0x%08x\n", where()));
 
             LocationDependentAttributes& location = thread->locations[eventId];
             LogThreadContext* context = LogBufferImpl::getThreadContext(thread->contextId);
             // The context's buffer is written as a log call would write it.
             MultiThreading::ScopedLock contextGuard(context->mutex);
-            LoggingEvent event(context, &location, eventId, thread->time, thread->loggerId, thread->level);
+            LoggingEvent event(context, &location, eventId, thread->time, thread->loggerId,
+                               thread->level);
             event.attributes.attributes.sequence = thread->sequence;
-            while (event.count < location.argCount && event.count < LoggingEvent::MaxDetails && pos < end) {
+            while (event.count < location.argCount && event.count < LoggingEvent::MaxDetails &&
+                   pos < end) {
                 if (!readDetail(event)) {
                     if (!cut) {
                         static_cast<LogBufferImpl*>(context->buffer)->closeEvent();
@@ -553,8 +578,8 @@ bool ActivityFile::ProcessSession() {
         // A later session whose marker the end of the file cuts is still a
         // malformed header to the reader; endedEarly() tells it apart for a
         // caller that cares why.
-        cutShort = map.address && offset > 0 && offset < map.size && offset + StartMarkerSize > map.size &&
-                   map.address[offset] == '<';
+        cutShort = map.address && offset > 0 && offset < map.size &&
+                   offset + StartMarkerSize > map.size && map.address[offset] == '<';
         return false;
     }
     Session session(*this, offset);

@@ -3,9 +3,9 @@
 
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingTime.h"
-#include "qzmsg/CAppContext.h"
 #include "qzlog/detail/Token.h"
-#include "qzstd/FaultReport.h"
+#include "qzmsg/CAppContext.h"
+#include "qzmsg/Messages.h"
 #include "qzstd/fileutl.h"
 
 #include <cerrno>
@@ -24,12 +24,15 @@ namespace qzlog {
 namespace {
 
 void replaceAll(std::string& text, const char* variable, const std::string& value) {
-    for (size_t at = text.find(variable); at != std::string::npos; at = text.find(variable, at + value.size()))
+    for (size_t at = text.find(variable); at != std::string::npos;
+         at = text.find(variable, at + value.size()))
         text.replace(at, 2, value);
 }
 
-void fault(const char* function, unsigned int number, const std::string& arguments) {
-    detail::reportFault(QZ_FAULT_SITE("qzlog", function), number, arguments);
+template <typename... Args>
+void fault(const char* function, unsigned int number, unsigned int line, const Args&... args) {
+    raiseMessage(new CSourceContext("qzlog", "qzlog/FileAppender", function, line),
+                 static_cast<int>(number), IssueAndDispose, args...);
 }
 
 } // namespace
@@ -118,12 +121,16 @@ void FileAppender::activateOptions() {
     const std::string name = getFile();
     if (name.empty())
         return;
-    ensureDirectoryExists(name);
+    // A file that cannot be opened is retried at each event; its directory
+    // is made, and the failure reported, once per cause rather than per
+    // event.
+    if (failedFile != name)
+        ensureDirectoryExists(name);
     file = std::fopen(name.c_str(), append ? "ab" : "wb");
     if (!file) {
         if (failedFile != name) {
             failedFile = name;
-            fault("FileAppender::activateOptions", 1525, name);
+            fault("FileAppender::activateOptions", 1525, __LINE__, name.c_str());
         }
         return;
     }
@@ -153,8 +160,8 @@ long FileAppender::getCurrentFileSize() const {
 //===-- RollingFileAppender ------------------------------------------------===//
 
 RollingFileAppender::RollingFileAppender(const char* name)
-    : FileAppender(name), maxBackupIndex(1), maxFileSize(0x7D000000u), rolling(false), estimatedSize(0),
-      statCountdown(0) {}
+    : FileAppender(name), maxBackupIndex(1), maxFileSize(0x7D000000u), rolling(false),
+      estimatedSize(0), statCountdown(0) {}
 
 void RollingFileAppender::reset() {
     FileAppender::reset();
@@ -173,13 +180,13 @@ void RollingFileAppender::setMaxFileSize(const char* text) {
     }
     const char* at = std::strchr(suffixes, c);
     if (!at || (cursor[1] != 'B' && cursor[1] != 'b') || cursor[2] != '\0') {
-        fault("RollingFileAppender::setMaxFileSize", 1531, text);
+        fault("RollingFileAppender::setMaxFileSize", 1531, __LINE__, text);
         return;
     }
     const int multiplications = 3 - static_cast<int>(at - suffixes) / 2;
     for (int i = 0; i < multiplications; ++i) {
         if (value >= 0x400000) {
-            fault("RollingFileAppender::setMaxFileSize", 1530, text);
+            fault("RollingFileAppender::setMaxFileSize", 1530, __LINE__, text);
             return;
         }
         value *= 1024;
@@ -202,7 +209,8 @@ long RollingFileAppender::sizeForWrite(unsigned long size) {
     // StatInterval writes; within StatMargin of the limit it is read at every
     // write. Other processes may append meanwhile; they check the size of
     // their own writes the same way, and the margin covers the rest.
-    const long near = static_cast<long>(maxFileSize) - 2 * static_cast<long>(size) - 2048 - StatMargin;
+    const long near =
+        static_cast<long>(maxFileSize) - 2 * static_cast<long>(size) - 2048 - StatMargin;
     if (statCountdown == 0 || estimatedSize >= near) {
         estimatedSize = getCurrentFileSize();
         statCountdown = StatInterval;
@@ -283,12 +291,15 @@ void RollingFileAppender::rollOver() {
 
     const std::string oldest = name + "." + std::to_string(maxBackupIndex);
     if (::unlink(oldest.c_str()) != 0 && errno != ENOENT)
-        fault("RollingFileAppender::rollOver", 1093, oldest);
+        fault("RollingFileAppender::rollOver", 1093, __LINE__, oldest.c_str());
     for (unsigned int i = maxBackupIndex; i >= 1; --i) {
         const std::string from = i == 1 ? name : name + "." + std::to_string(i - 1);
         const std::string to = name + "." + std::to_string(i);
-        if (::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT)
-            fault("RollingFileAppender::rollOver", 1800, from + ", " + to);
+        if (::rename(from.c_str(), to.c_str()) != 0 && errno != ENOENT) {
+            KeepInErrorContext(raiseMessage(
+                QZ_SOURCE("qzlog", "qzlog/FileAppender", "RollingFileAppender::rollOver"), 1800,
+                ReturnToCaller, from.c_str(), to.c_str()));
+        }
     }
     if (file) {
         lock.held = FileLock::None; // closing the file drops the lock
@@ -301,7 +312,8 @@ void RollingFileAppender::rollOver() {
 
 //===-- DailyRollingFileAppender -------------------------------------------===//
 
-DailyRollingFileAppender::DailyRollingFileAppender(const char* name) : FileAppender(name), lastSecond(0) {
+DailyRollingFileAppender::DailyRollingFileAppender(const char* name)
+    : FileAppender(name), lastSecond(0) {
     append = true;
 }
 

@@ -14,6 +14,7 @@
 #include "qzlog/LoggingEvent.h"
 #include "qzlog/LoggingPause.h"
 #include "qzlog/LoggingTime.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzstd/LoggingSeam.h"
 
 namespace qzs {
@@ -21,7 +22,8 @@ namespace qzlib {
 namespace qzlog {
 
 static_assert(detail::LogLevel::Debug == Level::Debug && detail::LogLevel::Info == Level::Info &&
-                  detail::LogLevel::Error == Level::Error && detail::LogLevel::Fatal == Level::Fatal,
+                  detail::LogLevel::Error == Level::Error &&
+                  detail::LogLevel::Fatal == Level::Fatal,
               "the floor below logs on this scale");
 static_assert(LogInt == 'j' && LogUnsignedInt == 'k' && LogLong == 'm' && LogUnsignedLong == 'n' &&
                   LogFloat == 'f' && LogPointer == 'p' && LogString == 's',
@@ -37,15 +39,16 @@ bool seamIsEnabledFor(const Logger* logger, unsigned char level) {
     return logger->isEnabledFor(level);
 }
 
-void seamLog(Logger* logger, const char* file, const char* function, unsigned short line, unsigned char level,
-             const char* format, const detail::LogArg* const* args, unsigned int count) {
+void seamLog(Logger* logger, const char* file, const char* function, unsigned short line,
+             unsigned char level, const char* format, const detail::LogArg* const* args,
+             unsigned int count) {
     if (!logger->isEnabledFor(level))
         return;
     Logger::LoggingRecursionCheck guard;
     if (!guard.buffer)
         return;
-    LoggingEvent event(guard.buffer, format, file, function, line, static_cast<unsigned short>(count),
-                       logger->id, level);
+    LoggingEvent event(guard.buffer, format, file, function, line,
+                       static_cast<unsigned short>(count), logger->id, level);
     for (unsigned int i = 0; i < count; ++i) {
         if (args[i]->getType() == detail::LogArg::CallStack)
             event.addArg(LoggingCallStack());
@@ -60,7 +63,16 @@ void seamCurrentTime(timespec* now) {
     LoggingTime::getCurrentTime(now);
 }
 
-const detail::LoggingSeam g_seam{&seamGetLogger, &seamIsEnabledFor, &seamLog, &seamCurrentTime};
+void seamSaveAllBuffers() {
+    LogBufferImpl::saveAllToFile();
+}
+
+void seamShutdownRepository() {
+    Logger::getRepository().shutdown();
+}
+
+const detail::LoggingSeam g_seam{&seamGetLogger,   &seamIsEnabledFor,   &seamLog,
+                                 &seamCurrentTime, &seamSaveAllBuffers, &seamShutdownRepository};
 
 } // namespace
 

@@ -9,15 +9,15 @@
 //===----------------------------------------------------------------------===//
 #include "qzlog/detail/LogBuffer.h"
 
+#include "qzlog/FileAppender.h"
 #include "qzlog/Level.h"
-#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
-#include "qzlog/FileAppender.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzmsg/CAppContext.h"
+#include "qzmsg/Messages.h"
 #include "qzstd/Event.h"
-#include "qzstd/FaultReport.h"
 #include "qzstd/Mutex.h"
 #include "qzstd/Thread.h"
 
@@ -38,7 +38,8 @@ using MultiThreading::ScopedLock;
 
 std::atomic<uint32_t> LogBufferImpl::m_state{0};
 
-const unsigned char LogBufferImpl::m_LogStartData[16] = {'<', 2, 0x10, 8, 4, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+const unsigned char LogBufferImpl::m_LogStartData[16] = {'<', 2, 0x10, 8, 4, 1, 0, 0,
+                                                         0,   0, 0,    0, 0, 0, 0, 0};
 
 namespace {
 
@@ -48,8 +49,8 @@ constexpr unsigned int ReaderContextMask = 0xF0000000u;
 // Process-wide state, made by Initialize and never destroyed, so that
 // threads still logging while the process exits find it intact.
 struct BufferGlobals {
-    Mutex bufferMutex;                       // delivery and the pool
-    Mutex storageMutex;                      // the context table
+    Mutex bufferMutex;  // delivery and the pool
+    Mutex storageMutex; // the context table
     ItemPool<LogBufferImpl::LogBufferPoolItem> pool{1, "LogBufferImpl::LogBufferPool"};
     std::vector<LogThreadContext*> contexts; // calling-thread contexts, in creation order
     std::map<unsigned int, LogThreadContext*> readers;
@@ -61,8 +62,10 @@ BufferGlobals* g = nullptr;
 // The calling thread's context: one load from the thread pointer.
 __attribute__((tls_model("initial-exec"))) thread_local LogThreadContext* t_context = nullptr;
 
-void reportFault(const char* function, unsigned int number, const std::string& text) {
-    detail::reportFault(QZ_FAULT_SITE("qzlog.std", function), number, text);
+void reportFault(const char* function, unsigned int number, const std::string& text,
+                 unsigned int line = __builtin_LINE()) {
+    _MSG_String(new CSourceContext("qzlog.std", "qzlog/LogBufferImpl", function, line),
+                static_cast<int>(number), text.c_str());
 }
 
 LogThreadContext* makeContext(unsigned int number, uint64_t threadId) {
@@ -94,8 +97,8 @@ inline void LogBufferImpl::writeBytes(const void* data, size_t n) {
 }
 
 LogBufferImpl::LogBufferImpl()
-    : currentBuffer(nullptr), cursor(nullptr), remaining(0), currentEvent(nullptr), eventStart(nullptr),
-      detailStart(nullptr), openDetails(0), context(nullptr) {
+    : currentBuffer(nullptr), cursor(nullptr), remaining(0), currentEvent(nullptr),
+      eventStart(nullptr), detailStart(nullptr), openDetails(0), context(nullptr) {
     if (m_state.load(std::memory_order_acquire) == 0)
         qzlogInitialize();
     resetEventAttributes();
@@ -221,8 +224,8 @@ bool LogBufferImpl::storeLogger(unsigned short loggerId) {
 LogBufferImpl::ControlData* LogBufferImpl::setBufferControlData() {
     if (!currentBuffer)
         return nullptr;
-    currentBuffer->size =
-        static_cast<uint32_t>(cursor - reinterpret_cast<unsigned char*>(currentBuffer) - sizeof(ControlData));
+    currentBuffer->size = static_cast<uint32_t>(
+        cursor - reinterpret_cast<unsigned char*>(currentBuffer) - sizeof(ControlData));
     return currentBuffer;
 }
 
@@ -239,7 +242,8 @@ bool LogBufferImpl::getBlock(unsigned int& count, const void*& data, unsigned in
 
 void LogBufferImpl::addEvent(LoggingEvent* event) {
     if (openDetails != 0) {
-        reportFault("LogBufferImpl::addEvent", 1112, "the previous event did not receive all its details");
+        reportFault("LogBufferImpl::addEvent", 1112,
+                    "the previous event did not receive all its details");
         // That event is gone from the caller's stack: forget it, so that a
         // cycle below cannot try to move it.
         openDetails = 0;
@@ -250,7 +254,8 @@ void LogBufferImpl::addEvent(LoggingEvent* event) {
     const LocationIndependentAttributes& before = eventAttributes.attributes;
     bool loggerChanged = now.loggerId != before.loggerId;
     bool levelChanged = now.level != before.level;
-    bool timeChanged = now.time.tv_sec != before.time.tv_sec || now.time.tv_usec != before.time.tv_usec;
+    bool timeChanged =
+        now.time.tv_sec != before.time.tv_sec || now.time.tv_usec != before.time.tv_usec;
     eventAttributes = event->attributes;
 
     for (int attempt = 0;; ++attempt) {
@@ -291,7 +296,8 @@ const void* LogBufferImpl::addDetail(LogDataType type, const void* data, unsigne
     if (openDetails == 0)
         return cursor;
     // The usual detail: small, fits, no length word.
-    if (__builtin_expect(type != LogRaw && length <= m_maxDetailSize && remaining > length + 5, 1)) {
+    if (__builtin_expect(type != LogRaw && length <= m_maxDetailSize && remaining > length + 5,
+                         1)) {
         unsigned char* at = cursor + 1;
         *cursor = static_cast<unsigned char>(type);
         if (length == 8)
@@ -485,7 +491,8 @@ LogThreadContext* LogBufferImpl::getThreadContext(unsigned int id) {
             qzlogInitialize();
         ScopedLock guard(g->storageMutex);
         unsigned int number = ++LogThreadContext::m_threadContextNumber;
-        LogThreadContext* context = makeContext(number, MultiThreading::Thread::GetCurrentOSThreadID());
+        LogThreadContext* context =
+            makeContext(number, MultiThreading::Thread::GetCurrentOSThreadID());
         g->contexts.push_back(context);
         t_context = context;
         return context;
@@ -544,9 +551,9 @@ void LogBufferImpl::getTotals(unsigned long& events, unsigned long& bytes) {
         ScopedLock guard(context->mutex);
         auto* buffer = static_cast<LogBufferImpl*>(context->buffer);
         if (buffer && buffer->cursor && buffer->currentBuffer) {
-            bytes += static_cast<unsigned long>(buffer->cursor -
-                                                reinterpret_cast<unsigned char*>(buffer->currentBuffer) -
-                                                sizeof(ControlData));
+            bytes += static_cast<unsigned long>(
+                buffer->cursor - reinterpret_cast<unsigned char*>(buffer->currentBuffer) -
+                sizeof(ControlData));
             events += buffer->currentBuffer->eventCount;
         }
     }
@@ -581,13 +588,13 @@ void LogBufferImpl::saveAllToFile() {
             continue;
         *buffer->cursor++ = '>';
         ControlData* control = buffer->setBufferControlData();
-        const ssize_t wrote = ::write(fd, reinterpret_cast<unsigned char*>(control) + sizeof(ControlData),
-                                      control->size);
+        const ssize_t wrote = ::write(
+            fd, reinterpret_cast<unsigned char*>(control) + sizeof(ControlData), control->size);
         buffer->cursor -= 1;
         if (wrote < static_cast<ssize_t>(control->size)) {
             char text[512];
-            std::snprintf(text, sizeof text, "Failed to save data to '%s', error %d - %s\n", used.c_str(), errno,
-                          std::strerror(errno));
+            std::snprintf(text, sizeof text, "Failed to save data to '%s', error %d - %s\n",
+                          used.c_str(), errno, std::strerror(errno));
             ssize_t ignored = ::write(2, text, std::strlen(text));
             (void)ignored;
             break;

@@ -1,7 +1,7 @@
 //===- qzlog/LoggerName.cpp - Interned dotted logger names ----------------===//
 #include "qzlog/detail/LoggerName.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzmsg/Messages.h"
 
 #include <cstdlib>
 #include <string>
@@ -27,8 +27,10 @@ LoggerName::LoggerName(const char* text) {
             // Decision: a logger whose parent text is too long for the work
             // area is reported and hung directly under the root, so that it
             // still logs and inherits the root's level.
-            detail::reportFault(QZ_FAULT_SITE("qzlog", "LoggerName"), 1112,
-                                "logger parent name longer than 126 characters: " + std::string(text, n));
+            const std::string what =
+                "logger parent name longer than 126 characters: " + std::string(text, n);
+            _MSG_String(QZ_SOURCE("qzlog", "qzlog/LoggerName", "LoggerName::LoggerName"), 1112,
+                        what.c_str());
             parent = getName("");
         }
     }

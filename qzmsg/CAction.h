@@ -51,8 +51,9 @@ public:
     /// made with its function). Otherwise matches `actionName` exactly; an
     /// unknown name gives false and leaves an action that does nothing.
     bool Load(char const* actionName, char const* custom);
-    /// Runs the step; its result.
-    bool Execute(CMessage const* message) const;
+    /// Runs the step; its result. Virtual so that a host (or a test) can add
+    /// a step that sees the whole message, beyond the custom function's block.
+    virtual bool Execute(CMessage const* message) const;
     CActionAttribute GetAttribute() const { return attribute; }
     char const* GetName() const { return name; }
 
@@ -60,7 +61,8 @@ public:
     void Print(CMessage const* message, char const* format, ...) const
         __attribute__((format(printf, 3, 4)));
     /// Prints one item, "  <name>: <type>[<value>]", arrays element by element.
-    void ReportItem(CMessage const* message, CContextItem const* item, bool showType, bool showName) const;
+    void ReportItem(CMessage const* message, CContextItem const* item, bool showType,
+                    bool showName) const;
     /// Prints every item of `context` and of the contexts chained to it.
     void ReportContext(CMessage const* message, CContext const* context, bool showType) const;
 

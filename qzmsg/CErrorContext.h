@@ -10,7 +10,7 @@
 #define QZMSG_CERRORCONTEXT_H
 
 #include "qzmsg/CContext.h"
-#include "qzunicode/ULibTypes.h"
+#include "qzmsg/CMessageFactory.h"
 
 #include <string>
 #include <vector>
@@ -51,7 +51,7 @@ public:
     void Clear();
     /// The text of pending message `index` (negative: the last); null out of
     /// range.
-    char const* Format(int index, ULibCharSet charSet);
+    char const* Format(int index, qzunicode::ULibCharSet charSet);
     /// Issues the pending messages, newest first, in three passes (normal
     /// steps, then stop-and-look, then terminal). After a pass with a
     /// failure no further pass runs and the list stays; otherwise it is
@@ -77,7 +77,7 @@ public:
     CMessage* GetAppErrorMessage() const;
     void ClearAppErrorMessage();
     /// The text of the application error message; "" when there is none.
-    std::string GetAppErrorText(ULibCharSet charSet = 0x20000000) const;
+    std::string GetAppErrorText(qzunicode::ULibCharSet charSet = FactoryCharSet) const;
 
     /// Pending messages (owned), whether they are being issued, and the
     /// messages that StoreMessage kept (owned).

@@ -11,7 +11,7 @@
 #include "qzmsg/CMessageFactory.h"
 #include "qzstd/CDataItem.h"
 #include "qzstd/Export.h"
-#include "qzunicode/ULibTypes.h"
+#include "qzunicode/CharSetTable.h"
 
 #include <unicode/locid.h>
 
@@ -56,15 +56,15 @@ public:
     /// The text, in `charSet` (0x20000000 for the factory's default), made
     /// by ICU's MessageFormat from the template and the details. An ICU
     /// failure gives "". The text belongs to the message until the next call.
-    char const* Format(ULibCharSet charSet) const;
+    char const* Format(qzunicode::ULibCharSet charSet) const;
     /// Formats, keeps a copy in the thread's string cache, deletes this
     /// message and returns the copy.
-    char const* ToString(ULibCharSet charSet);
+    char const* ToString(qzunicode::ULibCharSet charSet);
     /// One block for a custom action, freed with delete[]: class (2 chars),
     /// code (3 chars), then at byte 8 the severity name, the message time in
     /// seconds, the text ("Formatting error" when there is none), the
     /// application instance and its description; the texts from byte 48.
-    char* CreateCustomActionMessage(ULibCharSet charSet) const;
+    char* CreateCustomActionMessage(qzunicode::ULibCharSet charSet) const;
 
     CMessageFactory* factory;
     CMessageTemplate* messageTemplate;

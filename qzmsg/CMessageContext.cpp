@@ -11,7 +11,7 @@
 namespace qzs {
 namespace qzlib {
 
-CMessageContext::CMessageContext(CSourceContext* source) {
+CMessageContext::CMessageContext(CSourceContext* source) : sourceContext(source) {
     timeval now{0, 0};
     if (::gettimeofday(&now, nullptr) != 0)
         now = timeval{0, 0};

@@ -40,9 +40,12 @@ public:
     void AddThreadContext();
 
     const std::vector<CDataItem>& details() const { return detailItems; }
+    /// The source context given at construction, or null.
+    CSourceContext* source() const { return sourceContext; }
 
 private:
     std::vector<CDataItem> detailItems;
+    CSourceContext* sourceContext;
 };
 
 } // namespace qzlib

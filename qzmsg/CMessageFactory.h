@@ -10,7 +10,7 @@
 
 #include "qzstd/CDataItem.h"
 #include "qzstd/Export.h"
-#include "qzunicode/ULibTypes.h"
+#include "qzunicode/CharSetTable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,6 +36,10 @@ class CMessageFactoryImpl;
 /// The version of the catalogue this library was built with; a bundle whose
 /// "UUID" differs is refused.
 QZ_API extern char const qzMessage_UUID[];
+
+/// As a character set argument of the message layer: the factory's own
+/// default set (which is otherwise an invalid set number).
+constexpr qzunicode::ULibCharSet FactoryCharSet = qzunicode::ULIB_CS_INVALID;
 
 /// Which process kinds report a message (see ParallelKind).
 typedef uint32_t CMessageReportType;
@@ -68,6 +72,8 @@ public:
     /// logger repository is shut down: the library cannot report anything
     /// without it.
     static CMessageFactory* GetDefaultFactory();
+    /// The installed factory, or null: never loads one.
+    static CMessageFactory* GetDefaultFactoryIfLoaded();
     /// Installs `factory`, which the caller keeps owning. Deletes the old
     /// default only when this library made it.
     static void SetDefaultFactory(CMessageFactory* factory);
@@ -89,10 +95,10 @@ public:
     std::vector<CAction*>& GetActions();
     CMessageReportType GetReportType() const;
     void SetReportType(CMessageReportType type);
-    void SetDefaultCharacterSet(ULibCharSet cs);
+    void SetDefaultCharacterSet(qzunicode::ULibCharSet cs);
     /// `cs`, except that 0x20000000 (the caller's "default") gives the
     /// factory's own.
-    ULibCharSet GetDefaultCharacterSet(ULibCharSet cs) const;
+    qzunicode::ULibCharSet GetDefaultCharacterSet(qzunicode::ULibCharSet cs) const;
     operator icu::ResourceBundle*() const;
 
     /// The severity of that name, or null.
@@ -158,8 +164,8 @@ public:
     /// As above with the arguments as items, in the template's order. Too few
     /// items are filled with "<Missing>" (or 0 for a number); extra items are
     /// ignored. The safe form: the generated _MSG_ functions use it.
-    CMessage* CreateMessageFromItems(CSourceContext* source, unsigned int id, const CDataItem* items,
-                                     std::size_t count);
+    CMessage* CreateMessageFromItems(CSourceContext* source, unsigned int id,
+                                     const CDataItem* items, std::size_t count);
     /// A new message with the same ID and details and a copy of the source.
     CMessage* CreateMessage(CMessage const* message);
     /// Adds the thread's context unless the message's severity needs none.

@@ -93,7 +93,7 @@ bool qzAutoCreateMissingDir(char const* path) {
         built.pop_back();
     if (qzCheckDirExists(built.c_str()))
         return true;
-    report("qzAutoCreateMissingDir", kMsgDirectoryMissing, path);
+    report("qzAutoCreateMissingDir", kMsgDirectoryMissing, __LINE__, path);
     return false;
 }
 
@@ -107,7 +107,7 @@ bool qzDeleteFile(char const* name, int* error) {
 
 bool qzDeleteDirectory(char const* path, bool withContents, int* error) {
     QZ_FILE_LOG(deleteLog, Level::Info, "Deleting directory '%s', %s", path,
-           withContents ? "with its contents" : "if empty");
+                withContents ? "with its contents" : "if empty");
     int failure = 0;
     if (withContents && !removeContents(path, failure)) {
         if (error)
@@ -158,7 +158,7 @@ bool qzAgeFiles(char const* name, short versions, bool dotted) {
     if (::unlink(to) != 0 && errno != ENOENT) {
         ok = false;
         QZ_FILE_LOG(fileLog, Level::Info, "qzAgeFiles: Error deleting file '%s'", to);
-        report("qzAgeFiles", kMsgDeleteFailed, to);
+        report("qzAgeFiles", kMsgDeleteFailed, __LINE__, to);
     }
 
     auto move = [&](const char* source, const char* target) {
@@ -166,8 +166,15 @@ bool qzAgeFiles(char const* name, short versions, bool dotted) {
             return;
         ok = false;
         QZ_FILE_LOG(fileLog, Level::Info, "qzAgeFiles: Error renaming file '%s' to '%s'", source,
-               target);
-        report("qzAgeFiles", kMsgRenameFailed, std::string(source) + ", " + target);
+                    target);
+        {
+            const int saved = errno;
+            qzs::qzlib::detail::storeFault(qzs::qzlib::detail::MessageSite{kFileComponent,
+                                                                           "qzstd/fileutl",
+                                                                           "qzAgeFiles", __LINE__},
+                                           kMsgRenameFailed, source, target);
+            errno = saved;
+        }
     };
     for (int number = versions - 1; number >= 0; --number) {
         generation(from, sizeof from, static_cast<short>(number));

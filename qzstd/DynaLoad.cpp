@@ -7,9 +7,9 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/DynaLoad.h"
 
-#include "qzstd/FaultReport.h"
 #include "qzstd/HashArray.h"
 #include "qzstd/LoggingSeam.h"
+#include "qzstd/MessageSeam.h"
 
 #include <cerrno>
 #include <climits>
@@ -131,8 +131,8 @@ DynaModule::DynaModule(const char* moduleName, bool required)
                 "Module handle for '%s' (%s) cannot be loaded. Error %d (%s)", name, fileName,
                 error, text);
     if (required)
-        detail::reportFault(QZ_FAULT_SITE(kSource, "DynaModule::DynaModule"),
-                            kMsgRequiredModuleMissing, name + ", " + fileName + ", " + text);
+        detail::raiseFault(QZ_MESSAGE_SITE("qzstd.dynaload", kSource, "DynaModule::DynaModule"),
+                           kMsgRequiredModuleMissing, name.c_str(), fileName.c_str(), text.c_str());
 }
 
 DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) {
@@ -149,8 +149,8 @@ DynaSymbol::DynaSymbol(const char* name, DynaModule* module) : address(nullptr) 
     }
     if (address) {
         QZ_SEAM_LOG(dynaLog, kSource, "DynaSymbol::DynaSymbol", Level::Debug,
-                    "Symbol '%s' from module 0x%p is 0x%p", symbol, static_cast<const void*>(handle),
-                    static_cast<const void*>(address));
+                    "Symbol '%s' from module 0x%p is 0x%p", symbol,
+                    static_cast<const void*>(handle), static_cast<const void*>(address));
         return;
     }
     // A symbol whose value is null also lands here: to every caller it is

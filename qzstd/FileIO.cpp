@@ -22,7 +22,7 @@ using namespace qzs::qzlib::detail::file;
 FILE* qzOpenFile(char const* name, char const* mode) {
     FILE* stream = std::fopen(name, mode);
     if (!stream) {
-        report("qzOpenFile", kMsgOpenFailed, name ? name : "");
+        report("qzOpenFile", kMsgOpenFailed, __LINE__, name ? name : "");
         return nullptr;
     }
     int descriptor = ::fileno(stream);

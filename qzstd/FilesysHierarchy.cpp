@@ -10,10 +10,10 @@
 
 #include "qzstd/Directory.h"
 #include "qzstd/DynaLoad.h"
-#include "qzstd/FaultReport.h"
 #include "qzstd/FileStatus.h"
 #include "qzstd/Installation.h"
 #include "qzstd/LoggingSeam.h"
+#include "qzstd/MessageSeam.h"
 
 #include <cerrno>
 #include <climits>
@@ -44,12 +44,12 @@ constexpr unsigned int kMsgPathTooLong = 12420;
 constexpr size_t kHomeLimit = 230;
 constexpr size_t kKeyLimit = 250;
 
-// The message catalogue will also store these two faults in the thread's
-// error context (disposition 1); until it exists, reporting is all there is.
-// The site is the caller's.
-void report(const char* function, unsigned int number, const std::string& arguments,
-            const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
-    detail::reportFault(detail::FaultSite{kComponent, file, function, line}, number, arguments);
+// Both faults are kept in the thread's error context (disposition 1) for the
+// caller to issue; the site is the caller's.
+template <typename... Args>
+void report(const char* function, unsigned int line, unsigned int number, const Args&... args) {
+    detail::storeFault(detail::MessageSite{"qzsca.fs", kComponent, function, line}, number,
+                       args...);
 }
 
 void ensureSlash(std::string& path) {
@@ -182,8 +182,8 @@ void FilesysHierarchy::Builder::detectFilesysHierarchy(FilesysHierarchy& map, ch
     std::string home = paths["Home"];
     if (!home.empty()) {
         if (home.size() >= kHomeLimit)
-            report("FilesysHierarchy::detectFilesysHierarchy", kMsgPathTooLong,
-                   "1, XQZ_HOME, " + std::to_string(kHomeLimit));
+            report("FilesysHierarchy::detectFilesysHierarchy", __LINE__, kMsgPathTooLong, 1,
+                   "XQZ_HOME", static_cast<int>(kHomeLimit));
     } else {
         home = path && *path ? std::string(path) : ScaFS::locateExecutable();
         ensureSlash(home);
@@ -225,8 +225,8 @@ void FilesysHierarchy::Builder::setupRelative(FilesysHierarchy& map, const char*
     result += suffix;
     ensureSlash(result);
     if (result.size() >= kKeyLimit)
-        report("FilesysHierarchy::setupRelative", kMsgPathTooLong,
-               std::string("0, ") + key + ", " + std::to_string(kKeyLimit));
+        report("FilesysHierarchy::setupRelative", __LINE__, kMsgPathTooLong, 0, key,
+               static_cast<int>(kKeyLimit));
     if (homeWhenLegacy)
         map.createSubdir(result);
     path = result;
@@ -301,8 +301,9 @@ bool FilesysHierarchy::makeSubdir(const std::string& path) {
     const std::string text = systemText(error);
     QZ_SEAM_LOG(fsLog, __FILE__, "FilesysHierarchy::makeSubdir", Level::Error,
                 "Unable to auto create directory '%s': %s (%d).", path, text, error);
-    report("FilesysHierarchy::makeSubdir", kMsgCannotCreateDir,
-           path + ", " + text + ", " + std::to_string(error));
+    const std::string message = "Unable to auto create directory '" + path + "': " + text + " (" +
+                                std::to_string(error) + ").";
+    report("FilesysHierarchy::makeSubdir", __LINE__, kMsgCannotCreateDir, message.c_str());
     return false;
 }
 

@@ -54,7 +54,9 @@ public:
     LogArg(double v) : type('f'), size(4), text(nullptr) { value.f = static_cast<float>(v); }
     LogArg(const char* v) : type('s'), size(v ? std::strlen(v) + 1 : 6), text(v ? v : "<nul>") {}
     LogArg(const std::string& v) : type('s'), size(v.size() + 1), text(v.c_str()) {}
-    LogArg(const void* v) : type('p'), size(8), text(nullptr) { value.p = reinterpret_cast<uintptr_t>(v); }
+    LogArg(const void* v) : type('p'), size(8), text(nullptr) {
+        value.p = reinterpret_cast<uintptr_t>(v);
+    }
     LogArg(LogCallStack) : type(CallStack), size(0), text(nullptr) { value.p = 0; }
     LogArg(const LogArg&) = delete;
     LogArg& operator=(const LogArg&) = delete;
@@ -87,9 +89,16 @@ struct LoggingSeam {
     /// Logs one record. `file`, `function` and `format` must be string
     /// literals: the core keeps their pointers for ever.
     void (*log)(qzlog::Logger* logger, const char* file, const char* function, unsigned short line,
-                unsigned char level, const char* format, const LogArg* const* args, unsigned int count);
+                unsigned char level, const char* format, const LogArg* const* args,
+                unsigned int count);
     /// The core's cached clock.
     void (*currentTime)(timespec* now);
+    /// Writes every thread's activity buffer to its dump file (a fatal
+    /// error is about to end the process).
+    void (*saveAllBuffers)();
+    /// Shuts the logger repository down: every logger off, the buffers
+    /// flushed, the appenders closed.
+    void (*shutdownRepository)();
 };
 
 /// Installs the core's entry points, or with null removes them. The seam

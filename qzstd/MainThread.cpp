@@ -1,7 +1,7 @@
 //===- qzstd/MainThread.cpp - main as a thread of the library -------------===//
 #include "qzstd/MainThread.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzstd/MessageSeam.h"
 #include "qzstd/detail/ThreadLog.h"
 
 #include <atomic>
@@ -16,11 +16,14 @@ namespace Level = qzlib::detail::LogLevel;
 MainThread* MainThread::m_instance = nullptr;
 
 MainThread::MainThread(int (*main)(int, char**))
-    : Thread(&MainThread::MainDispatcher, nullptr, Joinable), mainFunction(main), argc(0), argv(nullptr),
-      exitLock(Mutex::Recursive) {
+    : Thread(&MainThread::MainDispatcher, nullptr, Joinable), mainFunction(main), argc(0),
+      argv(nullptr), exitLock(Mutex::Recursive) {
     if (m_instance)
-        qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread"), 1112, "a MainThread instance exists already");
-    QZ_THREAD_LOG(Level::Debug, "MainThread", "MainThread instance=%p", static_cast<const void*>(this));
+        qzlib::detail::raiseFault(
+            QZ_MESSAGE_SITE("qzstd", "qzstd/MultiThreading", "MainThread::MainThread"), 1112,
+            "a MainThread instance exists already");
+    QZ_THREAD_LOG(Level::Debug, "MainThread", "MainThread instance=%p",
+                  static_cast<const void*>(this));
     // The error context's process exit function becomes MainThread::Exit
     // here once that context exists.
     m_instance = this;
@@ -36,13 +39,15 @@ MainThread::~MainThread() {
 int MainThread::Run(int count, char** arguments) {
     if (GetExitCode() != NotStarted) {
         QZ_THREAD_LOG(Level::Debug, "Run", "Thread already started");
-        qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", "MainThread::Run"), 1112, "Thread already started");
+        qzlib::detail::raiseFault(
+            QZ_MESSAGE_SITE("qzstd", "qzstd/MultiThreading", "MainThread::Run"), 1112,
+            "Thread already started");
     }
     argc = count;
     argv = arguments;
     ThreadArgs* args = new ThreadArgs{this, &MainThread::MainDispatcher, std::string(), this};
     QZ_THREAD_LOG(Level::Debug, "Run", "Starting main thread for function %p",
-                reinterpret_cast<const void*>(mainFunction));
+                  reinterpret_cast<const void*>(mainFunction));
     __atomic_store_n(&exitCode, Running, __ATOMIC_RELEASE);
     return static_cast<int>(RunThread(args));
 }
@@ -50,7 +55,8 @@ int MainThread::Run(int count, char** arguments) {
 int MainThread::ExecMain() {
     QZ_THREAD_LOG(Level::Debug, "ExecMain", "Entering main function");
     int result = mainFunction(argc, argv);
-    QZ_THREAD_LOG(Level::Debug, "ExecMain", "Exit from main function ret=%u", static_cast<unsigned int>(result));
+    QZ_THREAD_LOG(Level::Debug, "ExecMain", "Exit from main function ret=%u",
+                  static_cast<unsigned int>(result));
     return result;
 }
 
@@ -61,7 +67,7 @@ unsigned int MainThread::MainDispatcher(void* self) {
 void MainThread::RegisterExitFunction(void (*fn)()) {
     ScopedLock guard(exitLock);
     QZ_THREAD_LOG(Level::Debug, "RegisterExitFunction", "Registering exit function %p",
-                reinterpret_cast<const void*>(fn));
+                  reinterpret_cast<const void*>(fn));
     exitFunctions.push_back(fn);
 }
 
@@ -79,7 +85,7 @@ void MainThread::DispatchExitFunctions() {
         void (*fn)() = exitFunctions[at];
         if (fn) {
             QZ_THREAD_LOG(Level::Debug, "DispatchExitFunctions", "Dispatching exit function %p",
-                        reinterpret_cast<const void*>(fn));
+                          reinterpret_cast<const void*>(fn));
             fn();
         }
         if (at < exitFunctions.size())

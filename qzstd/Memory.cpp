@@ -8,8 +8,8 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Memory.h"
 
-#include "qzstd/FaultReport.h"
 #include "qzstd/LoggingSeam.h"
+#include "qzstd/MessageSeam.h"
 #include "qzstd/NumberString.h"
 
 #include <cerrno>
@@ -36,6 +36,7 @@ LazyLogger g_overflowLog("qzlib.memutl");
 #define QZ_TRACE(...) QZ_SEAM_LOG(g_utilityLog, __FILE__, __func__, Level::Debug, __VA_ARGS__)
 
 const char kMemComponent[] = "qzstd.util.mem";
+const char kMemFile[] = "qzstd/memutl";
 
 constexpr unsigned int kMsgAllocationFailed = 1088;
 constexpr unsigned int kMsgBufferOverflow = 1072;
@@ -92,14 +93,9 @@ TraceText countText(long value) {
 // be gone entirely here, so building the argument text must not throw.
 [[gnu::noinline, gnu::cold]] void reportAllocationFailure(const char* function, const char* call,
                                                           long bytes) noexcept {
-    char count[24];
-    i64ToString(bytes, count);
     try {
-        std::string arguments(call);
-        arguments += ", ";
-        arguments += count;
-        qzs::qzlib::detail::reportFault(QZ_FAULT_SITE(kMemComponent, function),
-                                        kMsgAllocationFailed, arguments);
+        qzs::qzlib::detail::raiseFault(QZ_MESSAGE_SITE(kMemComponent, kMemFile, function),
+                                       kMsgAllocationFailed, call, bytes);
     } catch (...) {
     }
 }
@@ -199,9 +195,9 @@ void _qzInvalidMemoryAccess_abort(char const* function, void const* buffer,
         "Buffer overflow in %s copying %d bytes to a buffer at 0x%p that is only %d bytes in size",
         function, copySize, buffer, bufferSize);
     try {
-        qzs::qzlib::detail::reportFault(
-            QZ_FAULT_SITE(kMemComponent, "_qzInvalidMemoryAccess_abort"), kMsgBufferOverflow,
-            std::to_string(bufferSize) + ", " + std::to_string(copySize));
+        qzs::qzlib::detail::raiseFault(
+            QZ_MESSAGE_SITE(kMemComponent, kMemFile, "_qzInvalidMemoryAccess_abort"),
+            kMsgBufferOverflow, bufferSize, copySize);
     } catch (...) {
     }
     std::abort();

@@ -7,7 +7,7 @@
 //===----------------------------------------------------------------------===//
 #include "qzstd/Thread.h"
 
-#include "qzstd/FaultReport.h"
+#include "qzstd/MessageSeam.h"
 #include "qzstd/SparseArray.h"
 #include "qzstd/ThreadLocalStorage.h"
 #include "qzstd/detail/ThreadLog.h"
@@ -34,8 +34,9 @@ qzlib::detail::LazyLogger detail::threadLog("qzstd.multithreading");
 
 namespace {
 
-void misuse(const char* function, const char* what) {
-    qzlib::detail::reportFault(QZ_FAULT_SITE("qzstd", function), 1112, what);
+void misuse(const char* function, const char* what, unsigned int line = __builtin_LINE()) {
+    qzlib::detail::raiseFault(
+        qzlib::detail::MessageSite{"qzstd", detail::ThreadSourceFile, function, line}, 1112, what);
 }
 
 const void* asPointer(unsigned int (*function)(void*)) {
@@ -62,8 +63,8 @@ void Thread::Initialize() {
 }
 
 Thread::Thread(unsigned int (*fn)(void*), const char* threadName, ThreadMode threadMode)
-    : function(fn), name(threadName ? threadName : ""), exitCode(NotStarted), threadID(0), osThreadID(0),
-      mode(threadMode) {
+    : function(fn), name(threadName ? threadName : ""), exitCode(NotStarted), threadID(0),
+      osThreadID(0), mode(threadMode) {
     ActiveThreads::Register(this);
     if (int rc = pthread_attr_init(&attributes))
         IssueError(rc);
@@ -92,18 +93,20 @@ void Thread::Start(void* argument) {
     // The running mark goes in before the thread exists, so that a thread
     // that ends at once cannot have its exit code overwritten by the mark.
     __atomic_store_n(&exitCode, Running, __ATOMIC_RELEASE);
-    int rc = pthread_create(&threadID, &attributes,
-                            [](void* a) -> void* {
-                                unsigned int result = RunThread(static_cast<ThreadArgs*>(a));
-                                return reinterpret_cast<void*>(static_cast<uintptr_t>(result));
-                            },
-                            args);
+    int rc = pthread_create(
+        &threadID, &attributes,
+        [](void* a) -> void* {
+            unsigned int result = RunThread(static_cast<ThreadArgs*>(a));
+            return reinterpret_cast<void*>(static_cast<uintptr_t>(result));
+        },
+        args);
     if (rc) {
         delete args;
         IssueError(rc);
         return;
     }
-    QZ_THREAD_LOG(Level::Debug, "Start", "Thread started with id %d", static_cast<unsigned long>(threadID));
+    QZ_THREAD_LOG(Level::Debug, "Start", "Thread started with id %d",
+                  static_cast<unsigned long>(threadID));
 }
 
 unsigned int Thread::RunThread(ThreadArgs* args) {
@@ -130,7 +133,8 @@ unsigned int Thread::RunThread(ThreadArgs* args) {
     try {
         result = fn(argument);
     } catch (const TerminateException&) {
-        QZ_THREAD_LOG(Level::Debug, "RunThread", "Thread with id %d is exiting due to TerminateException",
+        QZ_THREAD_LOG(Level::Debug, "RunThread",
+                      "Thread with id %d is exiting due to TerminateException",
                       static_cast<unsigned long>(id));
         result = 0;
     }
@@ -144,9 +148,11 @@ unsigned int Thread::WaitForExit() {
         QZ_THREAD_LOG(Level::Debug, "WaitForExit", "Thread not started yet");
         misuse("Thread::WaitForExit", "Thread not started yet");
     }
-    QZ_THREAD_LOG(Level::Debug, "WaitForExit", "Waiting for thread with id %d", static_cast<unsigned long>(threadID));
+    QZ_THREAD_LOG(Level::Debug, "WaitForExit", "Waiting for thread with id %d",
+                  static_cast<unsigned long>(threadID));
     if (mode == Detached) {
-        QZ_THREAD_LOG(Level::Debug, "WaitForExit", "Cannot call pthread_join on a Thread in detached mode");
+        QZ_THREAD_LOG(Level::Debug, "WaitForExit",
+                      "Cannot call pthread_join on a Thread in detached mode");
         IssueError(EINVAL);
     }
     void* result = nullptr;
@@ -155,7 +161,8 @@ unsigned int Thread::WaitForExit() {
     } else if (result == PTHREAD_CANCELED) {
         __atomic_store_n(&exitCode, Cancelled, __ATOMIC_RELEASE);
     } else {
-        __atomic_store_n(&exitCode, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(result)), __ATOMIC_RELEASE);
+        __atomic_store_n(&exitCode, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(result)),
+                         __ATOMIC_RELEASE);
     }
     QZ_THREAD_LOG(Level::Debug, "WaitForExit", "Thread with id %d exited with code %u",
                   static_cast<unsigned long>(threadID), GetExitCode());
@@ -169,14 +176,15 @@ bool Thread::Kill() {
 }
 
 void Thread::SetName(const char* newName) {
-    QZ_THREAD_LOG(Level::Info, "SetName", "Setting Name for Thread Function[%p] to [%s]", asPointer(function),
-                  newName);
+    QZ_THREAD_LOG(Level::Info, "SetName", "Setting Name for Thread Function[%p] to [%s]",
+                  asPointer(function), newName);
     name = newName ? newName : "";
 }
 
 void Thread::SetStackSize(unsigned int bytes) {
     if (GetExitCode() != NotStarted) {
-        QZ_THREAD_LOG(Level::Debug, "SetStackSize", "Cannot set the stack size after starting the thread");
+        QZ_THREAD_LOG(Level::Debug, "SetStackSize",
+                      "Cannot set the stack size after starting the thread");
         misuse("Thread::SetStackSize", "Cannot set the stack size after starting the thread");
     }
     if (int rc = pthread_attr_setstacksize(&attributes, bytes))
@@ -224,12 +232,14 @@ uint64_t Thread::GetTime() {
 
 void Thread::IssueError(int rc) {
     QZ_THREAD_LOG(Level::Debug, "IssueError", "ERROR: Unexpected error encountered, rc %d", rc);
-    qzlib::detail::reportThreadError(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueError"));
+    qzlib::detail::raiseThreadFault(
+        QZ_MESSAGE_SITE("qzstd", detail::ThreadSourceFile, "Thread::IssueError"), 542, rc);
 }
 
 void Thread::IssueWarning(int rc) {
     QZ_THREAD_LOG(Level::Debug, "IssueWarning", "WARNING: Unexpected error encountered, rc %d", rc);
-    qzlib::detail::reportThreadWarning(rc, QZ_FAULT_SITE("qzstd", "Thread::IssueWarning"));
+    qzlib::detail::raiseThreadFault(
+        QZ_MESSAGE_SITE("qzstd", detail::ThreadSourceFile, "Thread::IssueWarning"), 543, rc);
 }
 
 void ActiveThreads::Register(Thread* thread) {
@@ -278,7 +288,8 @@ void ThreadList::add(unsigned long id, Thread::ThreadArgs* args) {
     ThreadProperties*& entry = impl->byTIDMap[id];
     if (entry)
         return;
-    entry = new ThreadProperties{args ? args->function : nullptr, args ? args->name : std::string()};
+    entry =
+        new ThreadProperties{args ? args->function : nullptr, args ? args->name : std::string()};
     if (entry->name.empty()) {
         char text[32];
         std::snprintf(text, sizeof text, "XQZ-Thread-%ld", static_cast<long>(impl->nextId++));

@@ -10,8 +10,8 @@
 #ifndef QZSTD_DETAIL_FILESUPPORT_H
 #define QZSTD_DETAIL_FILESUPPORT_H
 
-#include "qzstd/FaultReport.h"
 #include "qzstd/LoggingSeam.h"
+#include "qzstd/MessageSeam.h"
 #include "qzstd/Path.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ inline constexpr unsigned int kMsgOpenFailed = 1091;
 // descriptor, the error number and its text.
 inline constexpr unsigned int kMsgFileCallFailed = 1092;
 inline constexpr unsigned int kMsgDeleteFailed = 1093;
-// Also belongs in the thread's error context once error contexts exist.
+// Kept in the thread's error context as well as issued.
 inline constexpr unsigned int kMsgRenameFailed = 1800;
 inline constexpr unsigned int kMsgDirectoryMissing = 25119;
 
@@ -47,13 +47,14 @@ inline LazyLogger deleteLog("fileutl.delete");
 
 namespace Level = qzlib::detail::LogLevel;
 
-// Callers read errno after a failed call, so a report leaves it as it was,
-// the building of the argument text included. The site's file and line are
-// those of the call, not of this header.
-inline void report(const char* function, unsigned int number, const std::string& arguments,
-                   const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
+// Callers read errno after a failed call, so a report leaves it as it was.
+// The site's line is that of the call, not of this header; its file is the
+// file utilities' own name.
+template <typename... Args>
+inline void report(const char* function, unsigned int number, unsigned int line,
+                   const Args&... args) {
     int saved = errno;
-    reportFault(FaultSite{kFileComponent, file, function, line}, number, arguments);
+    raiseFault(MessageSite{kFileComponent, "qzstd/fileutl", function, line}, number, args...);
     errno = saved;
 }
 
@@ -62,12 +63,13 @@ inline std::string systemText(int error) {
     return ::strerror_r(error, buffer, sizeof buffer);
 }
 
-// Message 1092. errno is left as the failed call set it.
+// Message 1092: the call's name, the file or descriptor, the error number
+// and its text. errno is left as the failed call set it.
 inline void reportCall(const char* function, const char* call, const std::string& target, int error,
-                       const char* file = __builtin_FILE(), int line = __builtin_LINE()) {
-    std::string arguments =
-        std::string(call) + ", " + target + ", " + std::to_string(error) + ", " + systemText(error);
-    report(function, kMsgFileCallFailed, arguments, file, line);
+                       unsigned int line = __builtin_LINE()) {
+    const std::string reason = systemText(error);
+    errno = error;
+    report(function, kMsgFileCallFailed, line, call, target.c_str(), error, reason.c_str());
     errno = error;
 }
 

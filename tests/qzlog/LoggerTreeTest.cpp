@@ -100,7 +100,7 @@ TEST_F(LoggerTreeTest, OverlongParentIsReportedAndHungUnderRoot) {
     ASSERT_GE(collector.count(), 1u);
     for (const auto& fault : collector.faults()) {
         EXPECT_EQ(fault.number, 1112u);
-        EXPECT_STREQ(fault.site.component, "qzlog");
+        EXPECT_EQ(fault.site.component, "qzlog");
     }
 
     qztest::CapturedLogger log(tooLong.c_str());
@@ -157,7 +157,8 @@ TEST_F(LoggerTreeTest, AppenderInReachLetsTheLevelFall) {
 }
 
 TEST_F(LoggerTreeTest, ThresholdsAndEnableSwitchRefoldTheByte) {
-    // Appender thresholds, the enable switch and the repository threshold all move the byte at once.
+    // Appender thresholds, the enable switch and the repository threshold all move the byte at
+    // once.
     Logger* l = repo.getLogger("lv.threshold");
     CaptureAppender errors("lv.errors");
     errors.setThreshold(Level::Error);
@@ -241,8 +242,12 @@ TEST_F(LoggerTreeTest, AppenderList) {
 }
 
 int g_calls = 0;
-void configA(LoggerRepository*) { ++g_calls; }
-void configB(LoggerRepository*) { ++g_calls; }
+void configA(LoggerRepository*) {
+    ++g_calls;
+}
+void configB(LoggerRepository*) {
+    ++g_calls;
+}
 
 TEST_F(LoggerTreeTest, ConfigurationCallbacksFireOnChangeOnly) {
     // Registering a callback twice, or clearing an absent one, reports no change.

@@ -37,11 +37,11 @@ extern "C" const char* __asan_default_options() {
 
 namespace {
 
-using qzs::qzlib::detail::Fault;
 using qzs::qzlib::qzlog::ConsoleAppender;
 using qzs::qzlib::qzlog::Level;
 using qzs::qzlib::qzlog::Logger;
 using qzs::qzlib::qzlog::PatternLayout;
+using qztest::Fault;
 
 std::string pointerText(const void* pointer) {
     char text[32];
@@ -92,8 +92,8 @@ TEST(MemoryTest, NullResultsAndTheirReports) {
         if (!row.function)
             continue;
         EXPECT_EQ(1088u, faults.back().number);
-        EXPECT_STREQ("qzstd.util.mem", faults.back().site.component);
-        EXPECT_STREQ(row.function, faults.back().site.function);
+        EXPECT_EQ("qzstd.util.mem", faults.back().site.component);
+        EXPECT_EQ(std::string(row.function), faults.back().site.function);
         EXPECT_EQ(row.arguments, faults.back().arguments);
     }
     EXPECT_EQ(nullptr, target);
@@ -161,7 +161,7 @@ TEST(MemoryTest, TracingFollowsTheCachedLevel) {
     EXPECT_EQ(0u, capture.count());
 }
 
-// The record goes out first, then the fault, then the process aborts.
+// The record goes out first, then the message, then the process aborts.
 TEST(MemoryDeathTest, OverflowLogsReportsAndAborts) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     auto overflow = [] {
@@ -172,9 +172,7 @@ TEST(MemoryDeathTest, OverflowLogsReportsAndAborts) {
         _qzInvalidMemoryAccess_abort("copyName", buffer, sizeof buffer, 32);
     };
     EXPECT_DEATH(overflow(), "log: Buffer overflow in copyName copying 32 bytes to a buffer at "
-                             "0x0x[0-9a-f]+ that is only 16 bytes in size\n"
-                             "qzlib message 1072 \\[qzstd.util.mem "
-                             "_qzInvalidMemoryAccess_abort:[0-9]+\\]: 16, 32\n");
+                             "0x0x[0-9a-f]+ that is only 16 bytes in size\n");
 }
 
 } // namespace

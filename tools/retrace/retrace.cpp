@@ -29,29 +29,22 @@ const char DefaultPattern[] = "%d [%t] %p %c - %m%n";
 enum ExitStatus { Replayed = 0, Unreadable = 1, BadUsage = 2, EndedEarly = 3 };
 
 void usage(FILE* out) {
-    std::fprintf(out,
-                 "usage: retrace [--pattern PATTERN] FILE...\n"
-                 "\n"
-                 "Replays activity files (binary logs) as text on standard output.\n"
-                 "\n"
-                 "  -p, --pattern PATTERN  layout of each line (default \"%s\")\n"
-                 "                         %%d date  %%t thread  %%p level  %%c logger  %%m message\n"
-                 "                         %%S sequence  %%C file  %%L line  %%M function  %%n newline\n"
-                 "  -h, --help             show this text\n"
-                 "  -V, --version          show the version of retrace\n"
-                 "\n"
-                 "Exit status: 0 all files replayed, 1 a file was unreadable or malformed,\n"
-                 "2 bad usage, 3 a file ended early (cut inside a session: its events up to\n"
-                 "the cut were replayed). 1 wins over 3 when both happen.\n",
-                 DefaultPattern);
-}
-
-// The reader's failures are printed by this tool from the reader's own text;
-// the library's report of the same failure would say it a second time.
-void quietReaderFaults(const detail::Fault& fault) {
-    if (fault.number == 1239 || fault.number == 1091)
-        return;
-    std::fprintf(stderr, "retrace: message %u: %s\n", fault.number, fault.arguments.c_str());
+    std::fprintf(
+        out,
+        "usage: retrace [--pattern PATTERN] FILE...\n"
+        "\n"
+        "Replays activity files (binary logs) as text on standard output.\n"
+        "\n"
+        "  -p, --pattern PATTERN  layout of each line (default \"%s\")\n"
+        "                         %%d date  %%t thread  %%p level  %%c logger  %%m message\n"
+        "                         %%S sequence  %%C file  %%L line  %%M function  %%n newline\n"
+        "  -h, --help             show this text\n"
+        "  -V, --version          show the version of retrace\n"
+        "\n"
+        "Exit status: 0 all files replayed, 1 a file was unreadable or malformed,\n"
+        "2 bad usage, 3 a file ended early (cut inside a session: its events up to\n"
+        "the cut were replayed). 1 wins over 3 when both happen.\n",
+        DefaultPattern);
 }
 
 // Lets through only replayed events: this process's own records (its clock
@@ -108,9 +101,9 @@ int main(int argc, char** argv) {
         return BadUsage;
     }
 
-    detail::setFaultSink(&quietReaderFaults);
     LoggerRepository& repository = Logger::getRepository();
-    ConsoleAppender* out = new ConsoleAppender("retrace", stdout, new PatternLayout(pattern.c_str()));
+    ConsoleAppender* out =
+        new ConsoleAppender("retrace", stdout, new PatternLayout(pattern.c_str()));
     out->setImmediateFlush(false);
     out->addFilter(new ReplayedOnly());
     Logger* root = repository.getRootLogger();

@@ -1,0 +1,926 @@
+//===- qzmsg/CMessageFactory.cpp - The message catalogue and its rules ----===//
+//
+// Loading and searching the compiled catalogue, the severities, issue limits,
+// duplicate suppression with its repetition thread, and the memory reserve
+// that lets an allocation failure still be reported.
+//
+//===----------------------------------------------------------------------===//
+#include "qzmsg/CMessageFactory.h"
+
+#include "qzmsg/CAction.h"
+#include "qzmsg/CAppContext.h"
+#include "qzmsg/CErrorContext.h"
+#include "qzmsg/CMessage.h"
+#include "qzmsg/CMessageContext.h"
+#include "qzmsg/CMessageTemplate.h"
+#include "qzmsg/CSourceContext.h"
+#include "qzmsg/HostConfig.h"
+#include "qzmsg/MessageFunctions.h"
+#include "qzstd/Event.h"
+#include "qzstd/LoggingSeam.h"
+#include "qzstd/Mutex.h"
+#include "qzstd/Thread.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unicode/putil.h>
+#include <unicode/resbund.h>
+#include <unicode/ucnv.h>
+#include <unicode/udata.h>
+
+namespace qzs {
+namespace qzlib {
+
+char const qzMessage_UUID[] = "6d9e5ef3-8344-3c90-9a3f-70e5c519ed3e";
+
+using MultiThreading::Event;
+using MultiThreading::Mutex;
+using MultiThreading::ScopedLock;
+using MultiThreading::Thread;
+
+class CMessageFactoryImpl {
+public:
+    CMessageFactoryImpl();
+    ~CMessageFactoryImpl();
+
+    Mutex templateLock{Mutex::Recursive};
+    std::map<unsigned int, CMessageTemplate*> templates;
+    icu::Locale locale;
+    icu::ResourceBundle* bundle = nullptr;
+    std::vector<char> catalogueBytes;
+    std::string bundleName;
+    Mutex repetitionLock{Mutex::ErrorCheck};
+    CMessage* lastMessage = nullptr;
+    char const* reportedSeverity = nullptr;
+    unsigned int repeatCount = 0;
+    Event exitEvent{Event::ManualReset};
+    Event wakeEvent{Event::AutoReset};
+    Thread repetitionThread;
+    bool suppressDuplicates;
+    std::map<unsigned int, CMessageClassSeverity*> classSeverities;
+    std::map<unsigned int, unsigned int> maxIssue;
+    std::vector<CMessageSeverity*> severities;
+    std::vector<CAction*> actions;
+    CMessageReportType reportType = ParallelKind::NonParallel;
+    qzunicode::ULibCharSet defaultCharSet = qzunicode::ULIB_CS_DEFAULT;
+    std::atomic<bool> exitFired{false};
+
+    static unsigned int RepetitionThread(void* factory);
+};
+
+namespace {
+
+// The default factory. No lock: it is set before threads start or at first
+// use (two racing first uses would each load; see GetDefaultFactory).
+std::atomic<CMessageFactory*> g_default{nullptr};
+bool g_createdHere = false;
+Mutex* defaultLock() {
+    static Mutex* lock = new Mutex(Mutex::Recursive);
+    return lock;
+}
+
+std::atomic<CMessageFactory::RepetitionWait> g_wait{nullptr};
+
+bool realWait(void* event, unsigned int milliseconds) {
+    return static_cast<Event*>(event)->Wait(milliseconds);
+}
+
+// The factories whose repetition threads the exit handler stops.
+Mutex* liveLock() {
+    static Mutex* lock = new Mutex(Mutex::Recursive);
+    return lock;
+}
+std::vector<CMessageFactoryImpl*>& liveImpls() {
+    static auto* list = new std::vector<CMessageFactoryImpl*>;
+    return *list;
+}
+
+// At process exit, report what is still counted and end the repetition
+// threads, so that no thread runs into the static destructors.
+void CMessageFactoryImpl_exitHandler() {
+    ScopedLock guard(liveLock());
+    for (CMessageFactoryImpl* impl : liveImpls()) {
+        if (!impl->lastMessage || impl->exitFired.exchange(true))
+            continue;
+        impl->exitEvent.Fire();
+        impl->wakeEvent.Fire();
+        if (impl->repetitionThread.GetExitCode() != Thread::NotStarted)
+            impl->repetitionThread.WaitForExit();
+        delete impl->lastMessage;
+        impl->lastMessage = nullptr;
+    }
+}
+
+void shutdownLogging() {
+    if (const detail::LoggingSeam* seam = detail::loggingSeam())
+        if (seam->shutdownRepository)
+            seam->shutdownRepository();
+}
+
+// A message number the catalogue lacks, or an entry of the wrong shape: the
+// library cannot say what went wrong, so it stops.
+[[noreturn]] void missingMessage(const std::string& name, unsigned int id) {
+    std::fprintf(stderr,
+                 "The ICU resource bundle, '%s', is missing message number %lu. Please ensure the bundle is the "
+                 "correct version.\n",
+                 name.c_str(), static_cast<unsigned long>(id));
+    std::fflush(stderr);
+    std::abort();
+}
+
+void printBundleError(char const* what, UErrorCode ec) {
+    std::fprintf(stderr, "Cannot load ICU resource bundle '%s', error code %lu - %s\n", what,
+                 static_cast<unsigned long>(ec), u_errorName(ec));
+    std::fflush(stderr);
+}
+
+// A catalogue text in the factory's character set: one ICU conversion, with
+// ICU's own default converter for the ASCII value.
+std::string toCharSet(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
+    UErrorCode ec = U_ZERO_ERROR;
+    UConverter* cnv = ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
+    if (U_FAILURE(ec)) {
+        std::string out;
+        text.toUTF8String(out);
+        return out;
+    }
+    std::string out(static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * text.length() + 1, '\0');
+    int32_t n = ucnv_fromUChars(cnv, &out[0], static_cast<int32_t>(out.size()), text.getBuffer(), text.length(), &ec);
+    ucnv_close(cnv);
+    out.resize(U_SUCCESS(ec) ? static_cast<size_t>(n) : 0);
+    return out;
+}
+
+unsigned int classKey(char const* cls) {
+    return static_cast<unsigned char>(cls[0]) | (cls[0] ? static_cast<unsigned int>(static_cast<unsigned char>(cls[1])) << 8 : 0);
+}
+
+unsigned int codeKey(char const* code) {
+    unsigned int key = 0;
+    for (int i = 0; i < 3 && code[i]; ++i)
+        key |= static_cast<unsigned int>(static_cast<unsigned char>(code[i])) << (8 * i);
+    return key;
+}
+
+// The reserve that CMessageNewHandler frees when memory runs out, so that
+// the failure can still be reported: 65 blocks of 4000 bytes and one of
+// 786432, set aside when the library loads.
+struct Reserve {
+    std::vector<void*> blocks;
+    Reserve() {
+        for (int i = 0; i < 65; ++i)
+            blocks.push_back(std::calloc(1, 4000));
+        blocks.push_back(std::calloc(1, 786432));
+    }
+};
+std::atomic<Reserve*> g_reserve{new Reserve};
+
+// _TSTR texts of this thread: at most 16, the oldest freed first.
+struct StringCache {
+    std::vector<char*> texts;
+    ~StringCache() {
+        for (char* t : texts)
+            std::free(t);
+    }
+};
+thread_local StringCache t_strings;
+
+} // namespace
+
+CMessageFactoryImpl::CMessageFactoryImpl()
+    : locale(icu::Locale::getDefault()), repetitionThread(&RepetitionThread, "MessageRepititionThread"),
+      suppressDuplicates(CMessageFactory::GetSuppressDuplicateMessages()) {
+    static int once = [] { return std::atexit(&CMessageFactoryImpl_exitHandler); }();
+    (void)once;
+    ScopedLock guard(liveLock());
+    liveImpls().push_back(this);
+}
+
+CMessageFactoryImpl::~CMessageFactoryImpl() {
+    {
+        ScopedLock guard(liveLock());
+        auto& live = liveImpls();
+        for (auto it = live.begin(); it != live.end(); ++it)
+            if (*it == this) {
+                live.erase(it);
+                break;
+            }
+    }
+    if (lastMessage && !exitFired.exchange(true)) {
+        exitEvent.Fire();
+        wakeEvent.Fire();
+        if (repetitionThread.GetExitCode() != Thread::NotStarted)
+            repetitionThread.WaitForExit();
+    }
+    delete lastMessage;
+    for (auto& t : templates)
+        delete t.second;
+    for (auto& c : classSeverities)
+        delete c.second;
+    for (CMessageSeverity* s : severities)
+        delete s;
+    delete bundle;
+}
+
+// Waits for a new message or for the next report: after 30 s, 2 minutes,
+// then every 10 minutes while repeats keep coming.
+unsigned int CMessageFactoryImpl::RepetitionThread(void* argument) {
+    auto* self = static_cast<CMessageFactory*>(argument);
+    CMessageFactoryImpl* impl = self->impl;
+    unsigned int timeout = 30000;
+    for (;;) {
+        CMessageFactory::RepetitionWait wait = g_wait.load();
+        const bool fired = (wait ? wait : &realWait)(&impl->wakeEvent, timeout);
+        if (fired) {
+            if (impl->exitEvent.Wait(1) || impl->exitFired.load()) {
+                if (impl->repetitionLock.TryLock()) {
+                    self->RepetitionReport();
+                    impl->repetitionLock.Unlock();
+                }
+                return 0;
+            }
+            timeout = 30000;
+            continue;
+        }
+        if (!impl->repetitionLock.TryLock())
+            continue;
+        self->RepetitionReport();
+        impl->repetitionLock.Unlock();
+        timeout = timeout == 30000 ? 120000 : 600000;
+    }
+}
+
+CMessageFactory::CMessageFactory() : impl(new CMessageFactoryImpl) {}
+
+CMessageFactory::~CMessageFactory() {
+    if (g_default.load() == this)
+        g_default.store(nullptr);
+    delete impl;
+}
+
+CMessageFactory* CMessageFactory::GetDefaultFactory() {
+    CMessageFactory* factory = g_default.load(std::memory_order_acquire);
+    if (factory)
+        return factory;
+    ScopedLock guard(defaultLock());
+    factory = g_default.load();
+    if (factory)
+        return factory;
+    CMessageNewHandler handler;
+    factory = new CMessageFactory;
+    if (!factory->Load("qzMessage")) {
+        delete factory;
+        g_default.store(nullptr);
+        shutdownLogging();
+        std::abort();
+    }
+    g_createdHere = true;
+    g_default.store(factory, std::memory_order_release);
+    return factory;
+}
+
+CMessageFactory* CMessageFactory::GetDefaultFactoryIfLoaded() {
+    return g_default.load(std::memory_order_acquire);
+}
+
+void CMessageFactory::SetDefaultFactory(CMessageFactory* factory) {
+    ScopedLock guard(defaultLock());
+    CMessageFactory* old = g_default.exchange(factory);
+    if (old && old != factory && g_createdHere)
+        delete old;
+    g_createdHere = false;
+}
+
+void CMessageFactory::GetICUBundleName(char const* name, char const* dir, char* out) {
+    std::sprintf(out, "%s/%s.dat", dir, name);
+}
+
+bool CMessageFactory::LoadICUBundle(char const* path) {
+    impl->catalogueBytes.clear();
+    FILE* file = path ? std::fopen(path, "rb") : nullptr;
+    if (!file)
+        return false;
+    bool ok = std::fseek(file, 0, SEEK_END) == 0;
+    long size = ok ? std::ftell(file) : -1;
+    ok = size > 0 && std::fseek(file, 0, SEEK_SET) == 0;
+    if (ok) {
+        impl->catalogueBytes.resize(static_cast<size_t>(size));
+        ok = std::fread(impl->catalogueBytes.data(), 1, impl->catalogueBytes.size(), file) ==
+             impl->catalogueBytes.size();
+    }
+    std::fclose(file);
+    if (!ok) {
+        impl->catalogueBytes.clear();
+        impl->catalogueBytes.shrink_to_fit();
+    }
+    return ok;
+}
+
+bool CMessageFactory::Load(char const* name) {
+    if (impl->bundle || !name)
+        return false;
+    impl->bundleName = name;
+    const std::string application = getAppContextText("BuildApplication");
+    const std::string dirs[3] = {getAppContextText("DirProcessLib"), getAppContextText("ProcessExecutableDir"),
+                                 getAppContextText("ProcessWorkingDir")};
+
+    // The application's own catalogue comes first. Every directory is
+    // tried, and a later file replaces an earlier one.
+    bool read = false;
+    for (const std::string& dir : dirs) {
+        if (dir.empty() || application.empty())
+            continue;
+        std::vector<char> path(dir.size() + application.size() + 8);
+        GetICUBundleName(application.c_str(), dir.c_str(), path.data());
+        if (!LoadICUBundle(path.data()))
+            continue;
+        UErrorCode ec = U_ZERO_ERROR;
+        udata_setAppData(name, impl->catalogueBytes.data(), &ec);
+        // ICU keeps the first data it was given under a name and answers a
+        // warning for the next: the bytes it holds must stay alive.
+        if (U_FAILURE(ec)) {
+            printBundleError(path.data(), ec);
+            return false;
+        }
+        read = true;
+    }
+    if (!read) {
+        std::string path = u_getDataDirectory() ? u_getDataDirectory() : "";
+        for (const std::string& dir : dirs)
+            if (!dir.empty())
+                path += (path.empty() ? "" : ":") + dir;
+        u_setDataDirectory(path.c_str());
+    }
+
+    UErrorCode ec = U_ZERO_ERROR;
+    std::unique_ptr<icu::ResourceBundle> bundle(new icu::ResourceBundle(name, impl->locale, ec));
+    if (U_FAILURE(ec)) {
+        printBundleError(name, ec);
+        return false;
+    }
+    icu::ResourceBundle uuid = bundle->get("UUID", ec);
+    const std::string received =
+        U_SUCCESS(ec) && uuid.getType() == URES_STRING ? toCharSet(uuid.getString(ec), impl->defaultCharSet) : "<Not Found>";
+    if (received != qzMessage_UUID) {
+        std::fprintf(stderr, "The ICU resource bundle, '%s', is the wrong version.  Expecting '%s' but received '%s'.\n",
+                     name, qzMessage_UUID, received.c_str());
+        std::fflush(stderr);
+        return false;
+    }
+    impl->bundle = bundle.release();
+
+    // Severities and their actions, then the class and code rules, then the
+    // limits. A table of the wrong shape fails the load.
+    auto table = [&](char const* key, icu::ResourceBundle& out) {
+        UErrorCode e = U_ZERO_ERROR;
+        out = impl->bundle->get(key, e);
+        return U_SUCCESS(e) && out.getType() == URES_TABLE;
+    };
+    auto text = [&](const icu::ResourceBundle& r) {
+        UErrorCode e = U_ZERO_ERROR;
+        return r.getType() == URES_STRING ? toCharSet(r.getString(e), impl->defaultCharSet) : std::string();
+    };
+    icu::ResourceBundle t(nullptr, ec);
+    ec = U_ZERO_ERROR;
+    if (table("SeverityActions", t)) {
+        for (int i = 0; i < t.getSize(); ++i) {
+            icu::ResourceBundle entry = t.get(i, ec);
+            // A list of one action may also stand as a plain string.
+            const bool single = entry.getType() == URES_STRING;
+            if (U_FAILURE(ec) || (entry.getType() != URES_ARRAY && !single))
+                return false;
+            auto* severity = new CMessageSeverity(entry.getKey());
+            impl->severities.push_back(severity);
+            for (int a = 0; a < (single ? 1 : entry.getSize()); ++a) {
+                icu::ResourceBundle word = single ? entry : entry.get(a, ec);
+                if (U_FAILURE(ec) || word.getType() != URES_STRING)
+                    return false;
+                auto* action = new CAction;
+                action->Load(text(word).c_str(), nullptr);
+                severity->AddAction(action);
+            }
+        }
+    }
+    if (table("MessageClassSeverity", t)) {
+        for (int i = 0; i < t.getSize(); ++i) {
+            icu::ResourceBundle entry = t.get(i, ec);
+            if (U_FAILURE(ec) || !SetSeverity(entry.getKey(), nullptr, text(entry).c_str()))
+                return false;
+        }
+    }
+    if (table("MessageCodeSeverity", t)) {
+        for (int i = 0; i < t.getSize(); ++i) {
+            icu::ResourceBundle entry = t.get(i, ec);
+            char const* key = entry.getKey();
+            if (U_FAILURE(ec) || !key || std::strlen(key) < 3 || !SetSeverity(key, key + 2, text(entry).c_str()))
+                return false;
+        }
+    }
+    if (table("MessageMaxIssue", t)) {
+        for (int i = 0; i < t.getSize(); ++i) {
+            icu::ResourceBundle entry = t.get(i, ec);
+            if (U_FAILURE(ec) || entry.getType() != URES_INT)
+                return false;
+            SetMaxIssue(static_cast<unsigned int>(std::strtol(entry.getKey(), nullptr, 10)), entry.getUInt(ec));
+        }
+    }
+    if (U_FAILURE(ec))
+        return false;
+    if (!g_default.load()) {
+        CMessageFactory* expected = nullptr;
+        g_default.compare_exchange_strong(expected, this);
+    }
+    return true;
+}
+
+const icu::Locale& CMessageFactory::GetLocale() const {
+    return impl->locale;
+}
+void CMessageFactory::SetLocale(const icu::Locale& locale) {
+    impl->locale = locale;
+}
+std::vector<CAction*>& CMessageFactory::GetActions() {
+    return impl->actions;
+}
+CMessageReportType CMessageFactory::GetReportType() const {
+    return impl->reportType;
+}
+void CMessageFactory::SetReportType(CMessageReportType type) {
+    impl->reportType = type;
+}
+void CMessageFactory::SetDefaultCharacterSet(qzunicode::ULibCharSet cs) {
+    impl->defaultCharSet = cs;
+}
+qzunicode::ULibCharSet CMessageFactory::GetDefaultCharacterSet(qzunicode::ULibCharSet cs) const {
+    return cs == FactoryCharSet ? impl->defaultCharSet : cs;
+}
+CMessageFactory::operator icu::ResourceBundle*() const {
+    return impl->bundle;
+}
+
+CMessageSeverity* CMessageFactory::GetSeverity(char const* name) const {
+    if (!name)
+        return nullptr;
+    for (CMessageSeverity* s : impl->severities)
+        if (std::strcmp(s->name, name) == 0)
+            return s;
+    return nullptr;
+}
+
+CMessageSeverity const* CMessageFactory::GetSeverity(char const* cls, char const* code) const {
+    if (!cls)
+        return nullptr;
+    auto c = impl->classSeverities.find(classKey(cls));
+    if (c == impl->classSeverities.end())
+        return nullptr;
+    if (code) {
+        auto k = c->second->codes.find(codeKey(code));
+        if (k != c->second->codes.end())
+            return k->second;
+    }
+    return c->second->defaultSeverity;
+}
+
+bool CMessageFactory::SetSeverity(char const* cls, char const* code, char const* name) {
+    CMessageSeverity* severity = GetSeverity(name);
+    if (!severity || !cls)
+        return false;
+    CMessageClassSeverity*& entry = impl->classSeverities[classKey(cls)];
+    if (!entry)
+        entry = new CMessageClassSeverity;
+    if (!entry->defaultSeverity)
+        entry->defaultSeverity = severity;
+    if (code)
+        entry->codes[codeKey(code)] = severity;
+    return true;
+}
+
+void CMessageFactory::SetAlternateSeverity(char const* name, CMessageSeverity const* alternate) {
+    if (CMessageSeverity* severity = GetSeverity(name))
+        severity->alternate = alternate;
+}
+
+void CMessageFactory::AddAction(CAction* action) {
+    impl->actions.push_back(action);
+}
+
+bool CMessageFactory::DeleteAction(CAction* action) {
+    bool found = false;
+    for (auto it = impl->actions.begin(); it != impl->actions.end();)
+        if (*it == action) {
+            it = impl->actions.erase(it);
+            found = true;
+        } else {
+            ++it;
+        }
+    return found;
+}
+
+void CMessageFactory::ClearActions() {
+    impl->actions.clear();
+}
+
+bool CMessageFactory::SetMaxIssue(unsigned int id, unsigned int max) {
+    return impl->maxIssue.emplace(id, max).second;
+}
+
+bool CMessageFactory::CanIssue(unsigned int id, bool consume) const {
+    auto it = impl->maxIssue.find(id);
+    if (it == impl->maxIssue.end())
+        return true;
+    if (it->second == 0)
+        return false;
+    if (consume)
+        --it->second;
+    return true;
+}
+
+void CMessageFactory::SuppressDuplicateMessages(bool suppress) {
+    impl->suppressDuplicates = suppress;
+}
+
+bool CMessageFactory::GetSuppressDuplicateMessages() {
+    QzHostConfig* config = getHostConfig();
+    return config ? config->suppressDuplicateMessages != 0 : true;
+}
+
+bool CMessageFactory::SetReportedSeverity(unsigned int id, char const* text) {
+    if (!impl->lastMessage || impl->lastMessage->GetMessageID() != id)
+        return false;
+    impl->reportedSeverity = text;
+    return true;
+}
+
+char const* CMessageFactory::CacheString(char const* text) const {
+    std::vector<char*>& texts = t_strings.texts;
+    if (texts.size() >= 16) {
+        std::free(texts.front());
+        texts.erase(texts.begin());
+    }
+    texts.push_back(SafeStrdup(text ? text : ""));
+    return texts.back();
+}
+
+void CMessageFactory::RemoveContext(CErrorContext const* context) {
+    // The watched message chains to the thread that raised it; that thread's
+    // context must not be reached once the thread has gone.
+    ScopedLock guard(impl->repetitionLock);
+    if (impl->lastMessage && impl->lastMessage->context)
+        impl->lastMessage->context->RemoveContext(context);
+}
+
+void CMessageFactory::RunningAsService() {
+    CMessageFactory* factory = GetDefaultFactory();
+    if (!factory)
+        return;
+    CMessageSeverity const* store = factory->GetSeverity("QZStore");
+    for (char const* name : {"QZInfo", "QZInfoNoReport", "QZWarn", "QZWarnNoReport", "QZError"})
+        factory->SetAlternateSeverity(name, store);
+    factory->SuppressDuplicateMessages(false);
+}
+
+CMessageFactory::FatalErrorAsException::FatalErrorAsException(bool report) {
+    CMessageFactory* factory = GetDefaultFactory();
+    factory->SetAlternateSeverity("QZFatal", factory->GetSeverity(report ? "QZException" : "QZExceptionNoReport"));
+}
+
+CMessageFactory::FatalErrorAsException::~FatalErrorAsException() {
+    GetDefaultFactory()->SetAlternateSeverity("QZFatal", nullptr);
+}
+
+CMessageFactory::RepetitionWait CMessageFactory::SetRepetitionWait(RepetitionWait wait) {
+    return g_wait.exchange(wait);
+}
+
+// --- Creating and processing messages --------------------------------------
+
+CMessage* CMessageFactory::CreateMessageInit(CSourceContext* source, unsigned int id) {
+    if (!impl->bundle) {
+        delete source;
+        return nullptr;
+    }
+    CMessageNewHandler handler;
+    static std::atomic<bool> termsAdded{false};
+    if (!termsAdded.exchange(true))
+        getAppContext()->AddTerms();
+    CMessageTemplate* messageTemplate = nullptr;
+    {
+        ScopedLock guard(impl->templateLock);
+        auto it = impl->templates.find(id);
+        if (it != impl->templates.end()) {
+            messageTemplate = it->second;
+        } else {
+            char key[24];
+            std::snprintf(key, sizeof key, "%lu", static_cast<unsigned long>(id));
+            UErrorCode ec = U_ZERO_ERROR;
+            icu::ResourceBundle entry = impl->bundle->get(key, ec);
+            if (U_FAILURE(ec))
+                missingMessage(impl->bundleName, id);
+            std::unique_ptr<CMessageTemplate> loaded(new CMessageTemplate(id));
+            if (!loaded->Load(entry))
+                missingMessage(impl->bundleName, id);
+            if (id <= CMessageTemplate::MaxMessageID)
+                loaded->severity = GetSeverity(loaded->messageClass, loaded->code);
+            messageTemplate = loaded.release();
+            impl->templates[id] = messageTemplate;
+        }
+    }
+    auto* message = new CMessage(impl->locale);
+    message->factory = this;
+    message->messageTemplate = messageTemplate;
+    message->context = new CMessageContext(source);
+    return message;
+}
+
+namespace {
+
+ContextItemID threadItem(char const* name) {
+    static const ContextItemID threadId = CContext::GetContextItemID("ThreadID");
+    static const ContextItemID backtrace = CContext::GetContextItemID("ThreadBacktrace");
+    return std::strcmp(name, "ThreadID") == 0 ? threadId : backtrace;
+}
+
+// A string argument is copied, so that a message kept for later owns every
+// text it shows.
+CDataItem ownedCopy(const CDataItem& item) {
+    if (item.getType() != CDataItem::String || item.isOwned())
+        return item;
+    char* copy = SafeStrdup(static_cast<char const*>(item));
+    return CDataItem(copy, true);
+}
+
+} // namespace
+
+// The details that no argument fills come from the contexts; one that is
+// not there is reported (message 1425) and shows a placeholder.
+static bool fillFromContext(CMessageFactory* factory, CMessage* message, unsigned int index,
+                            const CMessageDetail& detail, bool& threadAdded) {
+    CMessageContext* context = message->context;
+    if (!threadAdded && (detail.contextItem == threadItem("ThreadID") || detail.contextItem == threadItem("ThreadBacktrace"))) {
+        context->AddThreadContext();
+        threadAdded = true;
+    }
+    if (CContextItem* item = context->GetItem(detail.contextItem)) {
+        MultiThreading::ScopedLock guard(item->lock);
+        return message->SetDetail(index, ownedCopy(*item));
+    }
+    char const* name = CContext::GetContextItemName(detail.contextItem);
+    char hexName[32];
+    if (!name) {
+        std::snprintf(hexName, sizeof hexName, "0x%08x", detail.contextItem);
+        name = hexName;
+    }
+    CContextItem* sourceId = context->GetItem(CContext::GetContextItemID("SourceID"));
+    CContextItem* sourceLine = context->GetItem(CContext::GetContextItemID("SourceLine"));
+    const std::string sid = sourceId ? sourceId->GetText() : std::string();
+    const unsigned int line = sourceLine ? sourceLine->Read<unsigned int>() : 0u;
+    _MSG_Int32_String_String_UInt32(new CSourceContext("qzmsg", "qzlog/qzmsg", "CreateMessage", 1250),
+                                    1425, static_cast<int>(index + 1), name, sid.c_str(), line, IssueAndDispose);
+    (void)factory;
+    CContextItem* placeholder = detail.argumentType == 0
+                                    ? new CContextItem(detail.contextItem, "<Missing>", false)
+                                    : new CContextItem(detail.contextItem, 0);
+    context->AddItem(placeholder);
+    return message->SetDetail(index, *placeholder);
+}
+
+CMessage* CMessageFactory::CreateMessage(CSourceContext* source, unsigned int id, ...) {
+    CMessage* message = CreateMessageInit(source, id);
+    if (!message)
+        return nullptr;
+    bool threadAdded = false;
+    va_list args;
+    va_start(args, id);
+    const std::vector<CMessageDetail>& details = message->messageTemplate->details;
+    bool ok = true;
+    for (unsigned int i = 0; ok && i < details.size(); ++i) {
+        const CMessageDetail& d = details[i];
+        if (!d.name) {
+            ok = fillFromContext(this, message, i, d, threadAdded);
+            continue;
+        }
+        switch (d.argumentType) {
+        case 0: {
+            char const* text = va_arg(args, char const*);
+            ok = message->SetDetail(i, CDataItem(SafeStrdup(text), true));
+            break;
+        }
+        case 1: ok = message->SetDetail(i, CDataItem(va_arg(args, int))); break;
+        case 2: ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned int))); break;
+        case 3: ok = message->SetDetail(i, CDataItem(va_arg(args, long))); break;
+        case 4: ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned long))); break;
+        case 5: ok = message->SetDetail(i, CDataItem(va_arg(args, int) != 0)); break;
+        case 6: ok = message->SetDetail(i, CDataItem(va_arg(args, timeval))); break;
+        default: ok = message->SetDetail(i, CDataItem(va_arg(args, void const*))); break;
+        }
+    }
+    va_end(args);
+    if (!ok) {
+        delete message;
+        return nullptr;
+    }
+    if (!threadAdded)
+        CreateMessageAddThreadCtx(message);
+    return message;
+}
+
+CMessage* CMessageFactory::CreateMessageFromItems(CSourceContext* source, unsigned int id, const CDataItem* items,
+                                                  std::size_t count) {
+    CMessage* message = CreateMessageInit(source, id);
+    if (!message)
+        return nullptr;
+    bool threadAdded = false;
+    std::size_t next = 0;
+    const std::vector<CMessageDetail>& details = message->messageTemplate->details;
+    bool ok = true;
+    for (unsigned int i = 0; ok && i < details.size(); ++i) {
+        const CMessageDetail& d = details[i];
+        if (!d.name)
+            ok = fillFromContext(this, message, i, d, threadAdded);
+        else if (next < count)
+            ok = message->SetDetail(i, d.argumentType == 5 && items[next].getType() != CDataItem::Bool
+                                           ? CDataItem(static_cast<int>(items[next]) != 0)
+                                           : ownedCopy(items[next])),
+            ++next;
+        else
+            ok = message->SetDetail(i, d.argumentType == 0 ? CDataItem("<Missing>") : CDataItem(0));
+    }
+    if (!ok) {
+        delete message;
+        return nullptr;
+    }
+    if (!threadAdded)
+        CreateMessageAddThreadCtx(message);
+    return message;
+}
+
+CMessage* CMessageFactory::CreateMessage(CMessage const* original) {
+    if (!original || !original->context)
+        return nullptr;
+    const CSourceContext* source = original->context->source();
+    CSourceContext* copy = source ? new CSourceContext(source->module, source->id, source->method, source->line)
+                                  : nullptr;
+    CMessage* message = CreateMessageInit(copy, original->GetMessageID());
+    if (!message)
+        return nullptr;
+    message->context->SetDetails(original->context->details());
+    CreateMessageAddThreadCtx(message);
+    return message;
+}
+
+void CMessageFactory::CreateMessageAddThreadCtx(CMessage* message) {
+    CMessageSeverity const* severity = message->messageTemplate->severity;
+    if (!severity)
+        return;
+    bool allTerminal = true;
+    for (CAction* action : severity->actions)
+        if (!(action->GetAttribute() & 4)) {
+            allTerminal = false;
+            break;
+        }
+    // Kept on purpose: a severity whose every step is a normal one (attribute
+    // 4) takes no thread context; the stop-and-look and terminal steps do.
+    if (!allTerminal)
+        message->context->AddThreadContext();
+}
+
+namespace {
+// An action that throws (ThrowException) has disposed of the message itself.
+void issueAndDelete(CMessage* message) {
+    message->Issue(AllActionAttributes);
+    delete message;
+}
+} // namespace
+
+CMessage* CMessageFactory::ProcessMessage(CMessage* message, MessageDisposition disposition) {
+    if (!message)
+        return nullptr;
+    CMessageNewHandler handler;
+    if (disposition == ReturnToCaller)
+        return message;
+    if (disposition != IssueAndDispose)
+        return nullptr;
+    if (!impl->suppressDuplicates || !GetSuppressDuplicateMessages() || impl->exitFired.load()) {
+        issueAndDelete(message);
+        return nullptr;
+    }
+    if (!CanIssue(message->GetMessageID(), false)) {
+        delete message;
+        return nullptr;
+    }
+    if (!impl->repetitionLock.TryLock()) {
+        // Busy: another thread is comparing or reporting. Issue this one
+        // rather than wait, and do not keep it.
+        issueAndDelete(message);
+        return nullptr;
+    }
+    if (impl->lastMessage && *impl->lastMessage == *message) {
+        ++impl->repeatCount;
+        impl->repetitionLock.Unlock();
+        delete message;
+        return nullptr;
+    }
+    if (impl->lastMessage) {
+        RepetitionReport();
+        delete impl->lastMessage;
+        impl->wakeEvent.Fire();
+    } else {
+        impl->repetitionThread.SetName("MessageRepititionThread");
+        impl->repetitionThread.Start(this);
+    }
+    impl->lastMessage = message;
+    impl->reportedSeverity = nullptr;
+    impl->repeatCount = 0;
+    // Issued under the lock, so that no other thread replaces (and deletes)
+    // the kept message meanwhile; an action that raises a message of its
+    // own finds the lock busy and issues that one directly. An action that
+    // throws has deleted the message (ThrowException does), so it is no
+    // longer kept.
+    try {
+        message->Issue(AllActionAttributes);
+    } catch (...) {
+        if (impl->lastMessage == message)
+            impl->lastMessage = nullptr;
+        impl->repetitionLock.Unlock();
+        throw;
+    }
+    impl->repetitionLock.Unlock();
+    return nullptr;
+}
+
+void CMessageFactory::RepetitionReport() {
+    if (impl->repeatCount == 0)
+        return;
+    if (impl->lastMessage && impl->lastMessage->ShouldReport()) {
+        char code[10];
+        impl->lastMessage->GetMessageCode(code);
+        CMessage* report = _MSG_String_String_UInt32(new CSourceContext("qzmsg", "qzlog/qzmsg", "RepetitionReport", 775),
+                                                      1971, impl->reportedSeverity, code, impl->repeatCount,
+                                                      ReturnToCaller);
+        if (report)
+            report->Issue(AllActionAttributes);
+        delete report;
+    }
+    impl->repeatCount = 0;
+}
+
+// --- The memory reserve -------------------------------------------------------
+
+CMessageNewHandler::CMessageNewHandler() {
+    const int saved = errno;
+    previous = std::set_new_handler(&NewHandler);
+    errno = saved;
+}
+
+CMessageNewHandler::~CMessageNewHandler() {
+    const int saved = errno;
+    std::set_new_handler(previous);
+    errno = saved;
+}
+
+void CMessageNewHandler::NewHandler() {
+    Reserve* reserve = g_reserve.exchange(nullptr);
+    if (reserve) {
+        for (void* block : reserve->blocks)
+            std::free(block);
+        delete reserve;
+        return;
+    }
+    shutdownLogging();
+    std::abort();
+}
+
+// --- The message core ---------------------------------------------------------
+
+namespace detail {
+
+CMessage* processItems(CSourceContext* source, unsigned int id, const CDataItem* items, std::size_t count,
+                       MessageDisposition disposition) {
+    CMessageFactory* factory = CMessageFactory::GetDefaultFactory();
+    return factory->ProcessMessage(factory->CreateMessageFromItems(source, id, items, count), disposition);
+}
+
+char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem* items, std::size_t count) {
+    CMessageFactory* factory = CMessageFactory::GetDefaultFactory();
+    CMessage* message = factory->ProcessMessage(factory->CreateMessageFromItems(source, id, items, count), ReturnToCaller);
+    return message ? message->ToString(FactoryCharSet) : "";
+}
+
+} // namespace detail
+
+char const* _TSTR(int id) {
+    return detail::textOfItems(new CSourceContext("qzmsg", "qzlog/qzmsg", "_TSTR", __LINE__), static_cast<unsigned int>(id),
+                               nullptr, 0);
+}
+
+} // namespace qzlib
+} // namespace qzs
