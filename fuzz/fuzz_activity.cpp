@@ -11,7 +11,6 @@
 #include "qzlog/detail/LogBuffer.h"
 #include "qzmsg/CErrorContext.h"
 
-#include "qzmsg/CErrorContext.h"
 #include <cstdint>
 #include <cstdio>
 
