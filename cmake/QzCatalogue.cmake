@@ -48,11 +48,13 @@ add_custom_command(OUTPUT ${QZ_GENERATED_SOURCES}
   DEPENDS qzmsggen ${QZ_CATALOGUE_DAT}
   COMMENT "Generating the message functions from the catalogue"
   VERBATIM)
-target_sources(qzlib_objects PRIVATE ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.cpp)
+target_sources(qzlib_objects PRIVATE ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.cpp
+                                     ${QZ_GENERATED_DIR}/qzapp/ObjectNameMessages.cpp)
 foreach(t qzlib_objects qzlib qzlib_internal)
   target_include_directories(${t} PUBLIC $<BUILD_INTERFACE:${QZ_GENERATED_DIR}>)
 endforeach()
 install(FILES ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzlib/qzmsg)
+install(FILES ${QZ_GENERATED_DIR}/qzapp/ObjectNameMessages.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzlib/qzapp)
 install(FILES ${QZ_CATALOGUE_DAT} DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # qz_place_catalogue(target): copies qzMessage.dat beside a program of the
