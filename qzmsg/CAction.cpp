@@ -17,11 +17,12 @@
 namespace qzs {
 namespace qzlib {
 
-CAction::CAction() : name(nullptr), customName(nullptr), handler(nullptr), customFunction(nullptr), attribute(4) {}
+CAction::CAction()
+    : name(nullptr), customName(nullptr), handler(nullptr), customFunction(nullptr), attribute(4) {}
 
 CAction::CAction(char const* custom, CustomFunction function)
-    : name(nullptr), customName(SafeStrdup(custom ? custom : "")), handler(nullptr), customFunction(function),
-      attribute(4) {}
+    : name(nullptr), customName(SafeStrdup(custom ? custom : "")), handler(nullptr),
+      customFunction(function), attribute(4) {}
 
 CAction::~CAction() {
     std::free(name);

@@ -10,8 +10,8 @@ const ContextItemID kSourceID = CContext::GetContextItemID("SourceID");
 const ContextItemID kSourceLine = CContext::GetContextItemID("SourceLine");
 } // namespace
 
-CSourceContext::CSourceContext(char const* sourceModule, char const* sourceId, char const* sourceMethod,
-                               unsigned int sourceLine)
+CSourceContext::CSourceContext(char const* sourceModule, char const* sourceId,
+                               char const* sourceMethod, unsigned int sourceLine)
     : module(sourceModule), id(sourceId), method(sourceMethod), line(sourceLine) {}
 
 void CSourceContext::makeItems() const {
