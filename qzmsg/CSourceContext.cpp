@@ -1,6 +1,8 @@
 //===- qzmsg/CSourceContext.cpp - Where a message comes from --------------===//
 #include "qzmsg/CSourceContext.h"
 
+#include "qzmsg/CMessageFactory.h"
+
 namespace qzs {
 namespace qzlib {
 
@@ -43,6 +45,15 @@ CContextItem* CSourceContext::GetItem(ContextItemID itemId) const {
     if (ownCount == 0)
         makeItems();
     return CContext::GetItem(itemId);
+}
+
+void* CSourceContext::operator new(std::size_t size) {
+    CMessageNewHandler handler;
+    return ::operator new(size);
+}
+
+void CSourceContext::operator delete(void* pointer) noexcept {
+    ::operator delete(pointer);
 }
 
 } // namespace qzlib
