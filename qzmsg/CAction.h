@@ -86,7 +86,9 @@ public:
     bool QZFatalErrorAbend(CMessage const* message) const;
 
 private:
-    bool legacyReport(CMessage const* message, unsigned char level) const;
+    // The console line (unless `console` is false) and the error log record
+    // of a reported message, at `level`.
+    bool legacyReport(CMessage const* message, unsigned char level, bool console) const;
 
     char* name;
     char* customName;

@@ -47,4 +47,8 @@ QZ_API void processFatalError(unsigned int id, char const* text);
 } // namespace qzlib
 } // namespace qzs
 
+/// Defined by a host that wants to stop in a debugger: called with 32 at
+/// every fatal error, before the process ends. Looked up once.
+extern "C" void _qzTryDebugHook(unsigned int reason);
+
 #endif // QZMSG_LEGACYERRORHANDLING_H
