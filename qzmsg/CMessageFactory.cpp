@@ -878,7 +878,9 @@ CMessage* CMessageFactory::ProcessMessage(CMessage* message, MessageDisposition 
         RepetitionReport();
         delete impl->lastMessage;
         impl->wakeEvent.Fire();
-    } else {
+    } else if (impl->repetitionThread.GetExitCode() == Thread::NotStarted) {
+        // The first kept message starts the thread; one kept after a message
+        // that threw (and so was dropped) finds it running.
         impl->repetitionThread.SetName("MessageRepititionThread");
         impl->repetitionThread.Start(this);
     }

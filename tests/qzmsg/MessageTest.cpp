@@ -12,6 +12,7 @@
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/CMessageTemplate.h"
 #include "qzmsg/Messages.h"
+#include "qzmsg/QZException.h"
 #include "qzstd/Event.h"
 
 #include <gtest/gtest.h>
@@ -245,6 +246,19 @@ TEST(MessageIssue, NoSeverityAndReportKinds) {
     EXPECT_TRUE(m->Issue(AllActionAttributes));
     EXPECT_EQ(1u, collected.count());
     delete m;
+}
+
+// A message whose severity throws is not kept for repeats; the next one is,
+// on the repetition thread already started (once, not twice).
+TEST(MessageIssue, AThrownMessageIsNotKept) {
+    FaultCollector collected;
+    raise(90004, "first", 1, "x");
+    EXPECT_THROW(raise(90008, "thrown"), qzlog::QZException);
+    raise(90004, "after", 2, "x");
+    std::vector<unsigned int> numbers;
+    for (const auto& f : collected.faults())
+        numbers.push_back(f.number);
+    EXPECT_EQ((std::vector<unsigned int>{90004, 90008, 90004}), numbers);
 }
 
 // Catalogues that cannot serve end the process with the reason on stderr.
