@@ -7,6 +7,7 @@
 #include "qzstd/MessageSeam.h"
 
 #include "qzmsg/CErrorContext.h"
+#include "qzmsg/LegacyErrorHandling.h"
 #include "qzmsg/Messages.h"
 
 #include <cerrno>
@@ -51,6 +52,10 @@ void raiseThreadFault(const MessageSite& site, unsigned int id, int rc) {
     raiseFaultItems(site, id,
                     std::initializer_list<CDataItem>{CDataItem(rc), CDataItem(text)}.begin(), 2,
                     MessageHandling::Issue);
+}
+
+void setProcessExitFunction(void (*function)(int)) {
+    qzSetExitFunction(function);
 }
 
 } // namespace detail
