@@ -105,9 +105,10 @@ void CErrorContext::AddMessage(CMessage* message) {
         return;
     // The application error message stays owned by its item: the list gets
     // a copy of it.
-    if (message == GetAppErrorMessage())
-        if (CMessageFactory* factory = CMessageFactory::GetDefaultFactoryIfLoaded())
-            message = factory->CreateMessage(message);
+    if (message == GetAppErrorMessage()) {
+        CMessageFactory* factory = CMessageFactory::GetDefaultFactoryIfLoaded();
+        message = factory ? factory->CreateMessage(message) : nullptr;
+    }
     if (message)
         messages.push_back(message);
 }

@@ -5,6 +5,7 @@
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/CMessageContext.h"
 #include "qzmsg/CMessageTemplate.h"
+#include "qzmsg/detail/CatalogueText.h"
 #include "qzunicode/CharSetTable.h"
 
 #include <cstdio>
@@ -182,29 +183,6 @@ icu::Formattable formattableOf(const CDataItem& item, uint32_t format, qzunicode
     return f;
 }
 
-char* toCharSetCopy(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
-    UErrorCode ec = U_ZERO_ERROR;
-    UConverter* cnv =
-        ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
-    if (U_FAILURE(ec)) {
-        std::string utf8;
-        text.toUTF8String(utf8);
-        return SafeStrdup(utf8.c_str());
-    }
-    const size_t size =
-        static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * static_cast<size_t>(text.length()) + 1;
-    char* out = static_cast<char*>(std::malloc(size));
-    if (!out) {
-        ucnv_close(cnv);
-        return nullptr;
-    }
-    int32_t n =
-        ucnv_fromUChars(cnv, out, static_cast<int32_t>(size), text.getBuffer(), text.length(), &ec);
-    ucnv_close(cnv);
-    out[U_SUCCESS(ec) && n >= 0 && static_cast<size_t>(n) < size ? n : 0] = '\0';
-    return out;
-}
-
 } // namespace
 
 char const* CMessage::Format(qzunicode::ULibCharSet charSet) const {
@@ -235,7 +213,8 @@ char const* CMessage::Format(qzunicode::ULibCharSet charSet) const {
     if (U_FAILURE(ec))
         result.remove();
     std::free(formattedText);
-    formattedText = toCharSetCopy(result, factory->GetDefaultCharacterSet(charSet));
+    formattedText =
+        SafeStrdup(detail::catalogueText(result, factory->GetDefaultCharacterSet(charSet)).c_str());
     return formattedText;
 }
 

@@ -16,6 +16,7 @@
 #include "qzmsg/CSourceContext.h"
 #include "qzmsg/HostConfig.h"
 #include "qzmsg/MessageFunctions.h"
+#include "qzmsg/detail/CatalogueText.h"
 #include "qzstd/Event.h"
 #include "qzstd/LoggingSeam.h"
 #include "qzstd/Mutex.h"
@@ -62,7 +63,13 @@ public:
     std::string bundleName;
     Mutex repetitionLock{Mutex::ErrorCheck};
     CMessage* lastMessage = nullptr;
-    char const* reportedSeverity = nullptr;
+    // The ID of lastMessage, and the severity text its report names. Read
+    // without the lock by SetReportedSeverity, which an action calls from any
+    // thread while another may replace (and delete) lastMessage: so the ID
+    // is kept apart and the text is a label with static lifetime.
+    std::atomic<unsigned int> lastMessageId{0};
+    std::atomic<bool> watching{false};
+    std::atomic<char const*> reportedSeverity{nullptr};
     unsigned int repeatCount = 0;
     Event exitEvent{Event::ManualReset};
     Event wakeEvent{Event::AutoReset};
@@ -117,6 +124,7 @@ void CMessageFactoryImpl_exitHandler() {
         impl->wakeEvent.Fire();
         if (impl->repetitionThread.GetExitCode() != Thread::NotStarted)
             impl->repetitionThread.WaitForExit();
+        impl->watching.store(false);
         delete impl->lastMessage;
         impl->lastMessage = nullptr;
     }
@@ -144,25 +152,6 @@ void printBundleError(char const* what, UErrorCode ec) {
     std::fprintf(stderr, "Cannot load ICU resource bundle '%s', error code %lu - %s\n", what,
                  static_cast<unsigned long>(ec), u_errorName(ec));
     std::fflush(stderr);
-}
-
-// A catalogue text in the factory's character set: one ICU conversion, with
-// ICU's own default converter for the ASCII value.
-std::string toCharSet(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
-    UErrorCode ec = U_ZERO_ERROR;
-    UConverter* cnv =
-        ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
-    if (U_FAILURE(ec)) {
-        std::string out;
-        text.toUTF8String(out);
-        return out;
-    }
-    std::string out(static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * text.length() + 1, '\0');
-    int32_t n = ucnv_fromUChars(cnv, &out[0], static_cast<int32_t>(out.size()), text.getBuffer(),
-                                text.length(), &ec);
-    ucnv_close(cnv);
-    out.resize(U_SUCCESS(ec) ? static_cast<size_t>(n) : 0);
-    return out;
 }
 
 unsigned int classKey(char const* cls) {
@@ -388,9 +377,10 @@ bool CMessageFactory::Load(char const* name) {
         return false;
     }
     icu::ResourceBundle uuid = bundle->get("UUID", ec);
-    const std::string received = U_SUCCESS(ec) && uuid.getType() == URES_STRING
-                                     ? toCharSet(uuid.getString(ec), impl->defaultCharSet)
-                                     : "<Not Found>";
+    const std::string received =
+        U_SUCCESS(ec) && uuid.getType() == URES_STRING
+            ? detail::catalogueText(uuid.getString(ec), impl->defaultCharSet)
+            : "<Not Found>";
     if (received != qzMessage_UUID) {
         std::fprintf(stderr,
                      "The ICU resource bundle, '%s', is the wrong version.  Expecting '%s' but "
@@ -410,8 +400,9 @@ bool CMessageFactory::Load(char const* name) {
     };
     auto text = [&](const icu::ResourceBundle& r) {
         UErrorCode e = U_ZERO_ERROR;
-        return r.getType() == URES_STRING ? toCharSet(r.getString(e), impl->defaultCharSet)
-                                          : std::string();
+        return r.getType() == URES_STRING
+                   ? detail::catalogueText(r.getString(e), impl->defaultCharSet)
+                   : std::string();
     };
     icu::ResourceBundle t(nullptr, ec);
     ec = U_ZERO_ERROR;
@@ -580,9 +571,11 @@ bool CMessageFactory::GetSuppressDuplicateMessages() {
 }
 
 bool CMessageFactory::SetReportedSeverity(unsigned int id, char const* text) {
-    if (!impl->lastMessage || impl->lastMessage->GetMessageID() != id)
+    // Departure, kept on purpose: the ID is compared without reading the
+    // watched message itself, which another thread may be deleting.
+    if (!impl->watching.load() || impl->lastMessageId.load() != id)
         return false;
-    impl->reportedSeverity = text;
+    impl->reportedSeverity.store(text);
     return true;
 }
 
@@ -722,89 +715,72 @@ static bool fillFromContext(CMessageFactory* factory, CMessage* message, unsigne
     return message->SetDetail(index, *placeholder);
 }
 
-CMessage* CMessageFactory::CreateMessage(CSourceContext* source, unsigned int id, ...) {
-    CMessage* message = CreateMessageInit(source, id);
+namespace {
+
+// Fills the details of a new message in the template's order: a named one
+// from `next` (the caller's next argument), the others from the contexts.
+// The message is deleted when a detail cannot be set.
+template <typename Next>
+CMessage* fillDetails(CMessageFactory* factory, CMessage* message, Next next) {
     if (!message)
         return nullptr;
     bool threadAdded = false;
-    va_list args;
-    va_start(args, id);
     const std::vector<CMessageDetail>& details = message->messageTemplate->details;
-    bool ok = true;
-    for (unsigned int i = 0; ok && i < details.size(); ++i) {
+    for (unsigned int i = 0; i < details.size(); ++i) {
         const CMessageDetail& d = details[i];
-        if (!d.name) {
-            ok = fillFromContext(this, message, i, d, threadAdded);
-            continue;
+        const bool ok = d.name ? message->SetDetail(i, next(d))
+                               : fillFromContext(factory, message, i, d, threadAdded);
+        if (!ok) {
+            delete message;
+            return nullptr;
         }
-        switch (d.argumentType) {
-        case 0: {
-            char const* text = va_arg(args, char const*);
-            ok = message->SetDetail(i, CDataItem(SafeStrdup(text), true));
-            break;
-        }
-        case 1:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, int)));
-            break;
-        case 2:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned int)));
-            break;
-        case 3:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, long)));
-            break;
-        case 4:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned long)));
-            break;
-        case 5:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, int) != 0));
-            break;
-        case 6:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, timeval)));
-            break;
-        default:
-            ok = message->SetDetail(i, CDataItem(va_arg(args, void const*)));
-            break;
-        }
-    }
-    va_end(args);
-    if (!ok) {
-        delete message;
-        return nullptr;
     }
     if (!threadAdded)
-        CreateMessageAddThreadCtx(message);
+        factory->CreateMessageAddThreadCtx(message);
+    return message;
+}
+
+} // namespace
+
+CMessage* CMessageFactory::CreateMessage(CSourceContext* source, unsigned int id, ...) {
+    va_list args;
+    va_start(args, id);
+    CMessage* message =
+        fillDetails(this, CreateMessageInit(source, id), [&args](const CMessageDetail& d) {
+            switch (d.argumentType) {
+            case 0:
+                return CDataItem(SafeStrdup(va_arg(args, char const*)), true);
+            case 1:
+                return CDataItem(va_arg(args, int));
+            case 2:
+                return CDataItem(va_arg(args, unsigned int));
+            case 3:
+                return CDataItem(va_arg(args, long));
+            case 4:
+                return CDataItem(va_arg(args, unsigned long));
+            case 5:
+                return CDataItem(va_arg(args, int) != 0);
+            case 6:
+                return CDataItem(va_arg(args, timeval));
+            default:
+                return CDataItem(va_arg(args, void const*));
+            }
+        });
+    va_end(args);
     return message;
 }
 
 CMessage* CMessageFactory::CreateMessageFromItems(CSourceContext* source, unsigned int id,
                                                   const CDataItem* items, std::size_t count) {
-    CMessage* message = CreateMessageInit(source, id);
-    if (!message)
-        return nullptr;
-    bool threadAdded = false;
     std::size_t next = 0;
-    const std::vector<CMessageDetail>& details = message->messageTemplate->details;
-    bool ok = true;
-    for (unsigned int i = 0; ok && i < details.size(); ++i) {
-        const CMessageDetail& d = details[i];
-        if (!d.name)
-            ok = fillFromContext(this, message, i, d, threadAdded);
-        else if (next < count)
-            ok = message->SetDetail(i,
-                                    d.argumentType == 5 && items[next].getType() != CDataItem::Bool
-                                        ? CDataItem(static_cast<int>(items[next]) != 0)
-                                        : ownedCopy(items[next])),
-            ++next;
-        else
-            ok = message->SetDetail(i, d.argumentType == 0 ? CDataItem("<Missing>") : CDataItem(0));
-    }
-    if (!ok) {
-        delete message;
-        return nullptr;
-    }
-    if (!threadAdded)
-        CreateMessageAddThreadCtx(message);
-    return message;
+    return fillDetails(this, CreateMessageInit(source, id), [&](const CMessageDetail& d) {
+        if (next >= count)
+            return d.argumentType == 0 ? CDataItem("<Missing>") : CDataItem(0);
+        const CDataItem& item = items[next++];
+        if (d.argumentType == 5 && item.getType() != CDataItem::Bool)
+            return CDataItem(static_cast<int>(item) != 0);
+        return ownedCopy(item);
+    });
 }
 
 CMessage* CMessageFactory::CreateMessage(CMessage const* original) {
@@ -885,7 +861,9 @@ CMessage* CMessageFactory::ProcessMessage(CMessage* message, MessageDisposition 
         impl->repetitionThread.Start(this);
     }
     impl->lastMessage = message;
-    impl->reportedSeverity = nullptr;
+    impl->lastMessageId.store(message->GetMessageID());
+    impl->watching.store(true);
+    impl->reportedSeverity.store(nullptr);
     impl->repeatCount = 0;
     // Issued under the lock, so that no other thread replaces (and deletes)
     // the kept message meanwhile; an action that raises a message of its
@@ -895,8 +873,10 @@ CMessage* CMessageFactory::ProcessMessage(CMessage* message, MessageDisposition 
     try {
         message->Issue(AllActionAttributes);
     } catch (...) {
-        if (impl->lastMessage == message)
+        if (impl->lastMessage == message) {
             impl->lastMessage = nullptr;
+            impl->watching.store(false);
+        }
         impl->repetitionLock.Unlock();
         throw;
     }
@@ -912,7 +892,7 @@ void CMessageFactory::RepetitionReport() {
         impl->lastMessage->GetMessageCode(code);
         CMessage* report = _MSG_String_String_UInt32(
             new CSourceContext("qzmsg", "qzlog/qzmsg", "RepetitionReport", 775), 1971,
-            impl->reportedSeverity, code, impl->repeatCount, ReturnToCaller);
+            impl->reportedSeverity.load(), code, impl->repeatCount, ReturnToCaller);
         if (report)
             report->Issue(AllActionAttributes);
         delete report;
@@ -970,6 +950,25 @@ char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem
 char const* _TSTR(int id) {
     return detail::textOfItems(new CSourceContext("qzmsg", "qzlog/qzmsg", "_TSTR", __LINE__),
                                static_cast<unsigned int>(id), nullptr, 0);
+}
+
+std::string detail::catalogueText(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
+    UErrorCode ec = U_ZERO_ERROR;
+    UConverter* cnv =
+        ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
+    if (U_FAILURE(ec)) {
+        std::string out;
+        text.toUTF8String(out);
+        return out;
+    }
+    std::string out(
+        static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * static_cast<size_t>(text.length()) + 1,
+        '\0');
+    int32_t n = ucnv_fromUChars(cnv, &out[0], static_cast<int32_t>(out.size()), text.getBuffer(),
+                                text.length(), &ec);
+    ucnv_close(cnv);
+    out.resize(U_SUCCESS(ec) && n >= 0 ? static_cast<size_t>(n) : 0);
+    return out;
 }
 
 } // namespace qzlib

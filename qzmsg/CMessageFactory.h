@@ -129,7 +129,8 @@ public:
     /// The host's choice through `_qzGetConfig`; true when it has none.
     static bool GetSuppressDuplicateMessages();
     /// Names the severity that the repetition report of message `id` gives,
-    /// when `id` is the message being watched for repeats.
+    /// when `id` is the message being watched for repeats. `text` must live
+    /// as long as the factory (a literal label, in practice).
     bool SetReportedSeverity(unsigned int id, char const* text);
 
     /// A copy of `text` that stays valid for the next 15 calls on the calling
