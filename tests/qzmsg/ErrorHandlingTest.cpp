@@ -8,6 +8,8 @@
 #include "CaptureAppender.h"
 #include "TestHost.h"
 
+#include "qzlog/LogMacros.h"
+#include "qzlog/ReportAppender.h"
 #include "qzmsg/CAction.h"
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/CErrorContext.h"
@@ -91,6 +93,24 @@ TEST(IssueMessage, LongTextIsCutInTheLogOnly) {
     EXPECT_THAT(report.text(), HasSubstr("  " + text + ".\n"));
     // The cut falls right after "  ....  ", which goes before the period.
     EXPECT_THAT(log.capture->last(), testing::EndsWith(":  " + std::string(2040, 'a') + "."));
+}
+
+// Log lines go where the console lines go, under the appender's name, and
+// closing the appender leaves the host's stream open.
+TEST(ReportAppender, WritesToTheReportStream) {
+    using namespace qzs::qzlib::qzlog;
+    qztest::ReportCapture report;
+    ReportAppender appender("extract", "%m%n");
+    Logger* logger = Logger::getRepository().getLogger("qztest.report");
+    logger->addAppender(appender);
+    logger->setLevel(Level::Info);
+    QZ_INFO(logger, "rows %d", 3);
+    appender.close();
+    QZ_INFO(logger, "again");
+    logger->removeAppender(appender);
+    Logger::getRepository().recalculateEffectiveLevels();
+    EXPECT_EQ("extract: rows 3\nextract: again\n", report.text());
+    EXPECT_EQ("%m", ReportAppender::patternFor("", "%m"));
 }
 
 void fatalCallback(unsigned int id, char const* text) {
