@@ -10,20 +10,34 @@ set(QZ_CATALOGUE_DAT ${PROJECT_BINARY_DIR}/qzMessage.dat)
 set(QZ_GENERATED_DIR ${PROJECT_BINARY_DIR}/generated)
 set(_qz_cat ${PROJECT_BINARY_DIR}/catalogue)
 
-# qz_compile_catalogue(OUTPUT file SOURCE file): one bundle source to a
-# package named qzMessage (the name the library opens), written to OUTPUT.
+# qz_compile_catalogue(OUTPUT file SOURCE file [FRAGMENTS file...]): a bundle
+# source, with the entries of FRAGMENTS added (a host's own messages beside
+# the library's), compiled to a package named qzMessage (the name the library
+# opens) and written to OUTPUT. A host names OUTPUT "<application>.dat" and
+# puts it beside its program or library: the library looks for that first.
 function(qz_compile_catalogue)
-  cmake_parse_arguments(C "" "OUTPUT;SOURCE" "" ${ARGN})
+  cmake_parse_arguments(C "" "OUTPUT;SOURCE" "FRAGMENTS" ${ARGN})
   get_filename_component(stem ${C_OUTPUT} NAME_WE)
-  set(work ${PROJECT_BINARY_DIR}/catalogue/${stem})
+  string(MD5 key ${C_OUTPUT})
+  set(work ${PROJECT_BINARY_DIR}/catalogue/${stem}-${key})
+  set(source ${C_SOURCE})
+  if(C_FRAGMENTS)
+    set(source ${work}/root.txt)
+    add_custom_command(OUTPUT ${source}
+      COMMAND ${CMAKE_COMMAND} -E make_directory ${work}
+      COMMAND ${CMAKE_COMMAND} -DMAIN=${C_SOURCE} "-DFRAGMENTS=${C_FRAGMENTS}" -DOUT=${source}
+              -P ${PROJECT_SOURCE_DIR}/cmake/QzMergeCatalogue.cmake
+      DEPENDS ${C_SOURCE} ${C_FRAGMENTS} ${PROJECT_SOURCE_DIR}/cmake/QzMergeCatalogue.cmake
+      VERBATIM)
+  endif()
   add_custom_command(OUTPUT ${C_OUTPUT}
     COMMAND ${CMAKE_COMMAND} -E make_directory ${work}/res ${work}/tmp ${work}/out
-    COMMAND ${QZ_GENRB} -q -d ${work}/res ${C_SOURCE}
+    COMMAND ${QZ_GENRB} -q -d ${work}/res ${source}
     COMMAND ${CMAKE_COMMAND} -E echo root.res > ${work}/list.txt
     COMMAND ${QZ_PKGDATA} -q -m common -p qzMessage -d ${work}/out -T ${work}/tmp -s ${work}/res ${work}/list.txt
     COMMAND ${CMAKE_COMMAND} -E copy ${work}/out/qzMessage.dat ${C_OUTPUT}
-    DEPENDS ${C_SOURCE}
-    COMMENT "Compiling the message catalogue ${stem}"
+    DEPENDS ${source}
+    COMMENT "Compiling the message catalogue ${C_OUTPUT}"
     VERBATIM)
 endfunction()
 
@@ -48,11 +62,13 @@ add_custom_command(OUTPUT ${QZ_GENERATED_SOURCES}
   DEPENDS qzmsggen ${QZ_CATALOGUE_DAT}
   COMMENT "Generating the message functions from the catalogue"
   VERBATIM)
-target_sources(qzlib_objects PRIVATE ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.cpp)
+target_sources(qzlib_objects PRIVATE ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.cpp
+                                     ${QZ_GENERATED_DIR}/qzapp/ObjectNameMessages.cpp)
 foreach(t qzlib_objects qzlib qzlib_internal)
   target_include_directories(${t} PUBLIC $<BUILD_INTERFACE:${QZ_GENERATED_DIR}>)
 endforeach()
 install(FILES ${QZ_GENERATED_DIR}/qzmsg/MessageFunctions.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzlib/qzmsg)
+install(FILES ${QZ_GENERATED_DIR}/qzapp/ObjectNameMessages.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qzlib/qzapp)
 install(FILES ${QZ_CATALOGUE_DAT} DESTINATION ${CMAKE_INSTALL_LIBDIR})
 
 # qz_place_catalogue(target): copies qzMessage.dat beside a program of the

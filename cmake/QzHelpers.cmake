@@ -46,14 +46,18 @@ function(qz_add_build_context target)
   target_link_options(${target} PRIVATE "-Wl,--export-dynamic-symbol=BuildContext_*")
 endfunction()
 
-# qz_add_test(NAME name SOURCES file... [LIBS lib...]): a GoogleTest binary
-# linked with the library and the shared test support, registered with CTest.
+# qz_add_test(NAME name SOURCES file... [LIBS lib...] [APPLICATION name]): a
+# GoogleTest binary linked with the library and the shared test support,
+# registered with CTest; its application name is "unittest" unless given.
 function(qz_add_test)
-  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(T "" "NAME;APPLICATION" "SOURCES;LIBS" ${ARGN})
+  if(NOT T_APPLICATION)
+    set(T_APPLICATION unittest)
+  endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
   target_link_libraries(${T_NAME} PRIVATE ${QZ_INTERNAL_LIB} qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
-  qz_add_build_context(${T_NAME} APPLICATION unittest)
+  qz_add_build_context(${T_NAME} APPLICATION ${T_APPLICATION})
   qz_place_catalogue(${T_NAME})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")

@@ -3,8 +3,8 @@
 // What a newcomer runs first: a host that says what it is, configures logging
 // without a file, builds a small logger tree with levels and additivity, adds
 // a pattern layout and a filter chain, logs from two threads, keeps a text in
-// the character set it came in, and prints the summary report the library
-// keeps.
+// the character set it came in, raises numbered messages of its own, and
+// prints the summary report the library keeps.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
@@ -22,6 +22,37 @@ namespace {
 Logger* const g_capture = Logger::getRepository().getLogger("demo.capture");
 Logger* const g_reader = Logger::getRepository().getLogger("demo.capture.reader");
 Logger* const g_audit = Logger::getRepository().getLogger("demo.audit");
+
+// A host raises its messages by number: the catalogue holds the text and
+// the severity, and the severity decides what happens.
+void showMessages() {
+    using namespace qzs::qzlib;
+    const qzapp::CTableName table("ORDERS");
+    // An information: a console line and the error log.
+    raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95001, IssueAndDispose, "EXT1", 1200,
+                 qzapp::enquote(table).c_str());
+    // A stored message: kept in this thread's error context, read back.
+    raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95002, IssueAndDispose, 42,
+                 "its key column is null");
+    CErrorContext* errors = CErrorContext::GetContext();
+    if (!errors->storedMessages.empty()) {
+        char code[10];
+        errors->storedMessages.back()->GetMessageCode(code);
+        std::printf("stored in the error context: %s %s\n", code,
+                    errors->storedMessages.back()->Format(FactoryCharSet));
+    }
+    // An exception: the severity reports the message, then throws it.
+    try {
+        raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95003, IssueAndDispose,
+                     "connection reset by peer");
+        std::printf("(no exception)\n");
+    } catch (const qzlog::QZException& e) {
+        std::printf("caught QZException %s: %s\n", e.GetMessageCode(), e.what());
+    }
+    // The library's own faults are messages too: a size it cannot read.
+    RollingFileAppender sized("sized");
+    sized.setMaxFileSize("10M");
+}
 
 void worker(const char* name, int records) {
     Logger::getRepository().setThreadName(name);
@@ -119,7 +150,10 @@ int main(int argc, char** argv) {
     std::printf("\n== 7. Text keeps its bytes until somebody reads it\n");
     showText();
 
-    std::printf("\n== 8. The summary report\n");
+    std::printf("\n== 8. Numbered messages from the catalogue (the host's own are in extract.dat)\n");
+    showMessages();
+
+    std::printf("\n== 9. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -127,6 +161,6 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 9. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 10. The binary activity of this run is in %s\n", activityFile);
     return 0;
 }

@@ -63,6 +63,10 @@
 #include "qzmsg/Messages.h"
 #include "qzmsg/QZException.h"
 
+// Database object names, also as message arguments
+#include "qzapp/DBObjName.h"
+#include "qzapp/ObjectNameMessages.h"
+
 // Logging
 #include "qzlog/ActivityFile.h"
 #include "qzlog/Appender.h"

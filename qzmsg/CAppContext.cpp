@@ -5,6 +5,7 @@
 #include "qzmsg/CFileSysContext.h"
 #include "qzmsg/CProcessContext.h"
 #include "qzmsg/CScaContext.h"
+#include "qzmsg/Messages.h"
 #include "qzstd/ThreadLocalStorage.h"
 
 #include <cstring>
@@ -25,8 +26,11 @@ void makeAppContext() {
 
 // The text of a term. The message catalogue is where these texts live; until
 // it is loaded they are empty.
-char const* termText(unsigned int /*textId*/) {
-    return "";
+// Departure, kept on purpose: the terms are copied into their items. A
+// _TSTR text lives in the thread's string cache only until 16 more texts
+// have been made, so an item borrowing it would soon point at freed memory.
+char* termText(unsigned int textId) {
+    return SafeStrdup(_TSTR(static_cast<int>(textId)));
 }
 
 } // namespace
@@ -74,7 +78,7 @@ void CAppContext::AddTerms() {
         {180306395, dbms == "Zorvex" ? 10000486u : 10000483u},
     };
     for (const auto& term : terms)
-        AddItem(new CContextItem(term.id, termText(term.text), false));
+        AddItem(new CContextItem(term.id, termText(term.text), true));
 }
 
 CAppContext* getAppContext() {

@@ -39,7 +39,8 @@ QZ_API CAppContext* getAppContext();
 
 /// The value of the application context's item `name` as text, read under
 /// the item's lock: a string as it is, a number in decimal, a bool as "true"
-/// or "false"; "" when the item is absent or holds another kind of value. Makes the context on first use.
+/// or "false"; "" when the item is absent or holds another kind of value. Makes the context on
+/// first use.
 QZ_API std::string getAppContextText(char const* name);
 
 /// The executable's base name (ProcessExecutableBase), read from a process

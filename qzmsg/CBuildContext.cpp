@@ -33,7 +33,7 @@ namespace {
 
 // Kept in the library only so that the references above stay in it.
 [[gnu::used]] const void* const g_hostSymbolReferences[] = {
-    &BuildContext_BuildApplication, &BuildContext_BuildVersion, &BuildContext_BuildConfig,
+    &BuildContext_BuildApplication, &BuildContext_BuildVersion,  &BuildContext_BuildConfig,
     BuildContext_BuildDateTime,     &BuildContext_BuildHostName, &BuildContext_BuildDBMS,
     &BuildContext_BuildDBMSVersion, &BuildContext_BuildOS,       &BuildContext_BuildOSArch,
 };
@@ -98,10 +98,14 @@ const Program kPrograms[] = {
 
 // In search order: DB2400 must be tried before DB2.
 const std::pair<char const*, char const*> kDatabases[] = {
-    {"ctree", "c-tree"},     {"DB2400", "DB2 for i"},   {"DB2", "DB2"},         {"UDB", "DB2"},
-    {"Ingres", "Ingres"},    {"MSSQL", "SQL Server"},   {"ODBC", "ODBC"},       {"MySQL", "MySQL"},
-    {"Zorvex", "Zorvex"},    {"PostgreSQL", "PostgreSQL"}, {"SQLMX", "SQL/MX"}, {"Sybase", "Sybase"},
-    {"Teradata", "Teradata"}, {"TimeWeft", "TimeWeft"}, {"Vertica", "Vertica"}, {"VSAM", "VSAM"},
+    {"ctree", "c-tree"},      {"DB2400", "DB2 for i"},
+    {"DB2", "DB2"},           {"UDB", "DB2"},
+    {"Ingres", "Ingres"},     {"MSSQL", "SQL Server"},
+    {"ODBC", "ODBC"},         {"MySQL", "MySQL"},
+    {"Zorvex", "Zorvex"},     {"PostgreSQL", "PostgreSQL"},
+    {"SQLMX", "SQL/MX"},      {"Sybase", "Sybase"},
+    {"Teradata", "Teradata"}, {"TimeWeft", "TimeWeft"},
+    {"Vertica", "Vertica"},   {"VSAM", "VSAM"},
     {"Informix", "Informix"},
 };
 
@@ -138,7 +142,8 @@ void CBuildContext::SetProgramItems() {
     AddItem(new CContextItem(BuildProgramTypeID, type));
 }
 
-std::string CBuildContext::programString(char const* application, char const* dbms, unsigned int& type) {
+std::string CBuildContext::programString(char const* application, char const* dbms,
+                                         unsigned int& type) {
     std::string text = "Zorvex Quartzgate ";
     type = 0;
     const Program* found = nullptr;

@@ -117,7 +117,9 @@ public:
     bool deleteWithParent;
 
 protected:
-    typedef _SparseArray<CContextItem*, ContextItemID, SparseArrayEntry<CContextItem*, ContextItemID>, 1> ItemTable;
+    typedef _SparseArray<CContextItem*, ContextItemID,
+                         SparseArrayEntry<CContextItem*, ContextItemID>, 1>
+        ItemTable;
     /// Own item of `id`, or null; the chain is not searched.
     CContextItem* findOwn(ContextItemID id) const;
 

@@ -22,7 +22,8 @@ namespace qzs {
 namespace qzlib {
 
 CMessage::CMessage(const icu::Locale& messageLocale)
-    : factory(nullptr), messageTemplate(nullptr), context(nullptr), locale(messageLocale), formattedText(nullptr) {}
+    : factory(nullptr), messageTemplate(nullptr), context(nullptr), locale(messageLocale),
+      formattedText(nullptr) {}
 
 CMessage::~CMessage() {
     delete context;
@@ -51,7 +52,8 @@ bool CMessage::SetDetail(unsigned int index, const CDataItem& value) {
 }
 
 bool CMessage::ShouldReport() const {
-    return messageTemplate && factory && (messageTemplate->parallelKinds & factory->GetReportType()) != 0;
+    return messageTemplate && factory &&
+           (messageTemplate->parallelKinds & factory->GetReportType()) != 0;
 }
 
 bool CMessage::operator==(CMessage const& other) const {
@@ -72,7 +74,8 @@ namespace {
 
 // Runs the actions of one list that share a bit with `attribute`. A false
 // marks the result; a false from the last action ends the call.
-bool runList(const std::vector<CAction*>& actions, CMessage const* message, CActionAttribute attribute, bool& stop) {
+bool runList(const std::vector<CAction*>& actions, CMessage const* message,
+             CActionAttribute attribute, bool& stop) {
     bool result = true;
     for (size_t i = 0; i < actions.size(); ++i) {
         if (!(actions[i]->GetAttribute() & attribute))
@@ -121,50 +124,82 @@ icu::Formattable formattableOf(const CDataItem& item, uint32_t format, qzunicode
     icu::Formattable f;
     if (format != 0) {
         switch (format) {
-        case 1: f.setString(hexString(static_cast<unsigned int>(item), 2).c_str()); break;
-        case 2: f.setString(hexString(static_cast<unsigned int>(item), 4).c_str()); break;
-        case 3: f.setString(hexString(static_cast<unsigned int>(item), 8).c_str()); break;
-        case 4: f.setString(hexString(static_cast<unsigned long>(item), 16).c_str()); break;
-        case 5: f.setString(hexString(reinterpret_cast<uintptr_t>(static_cast<void const*>(item)), 16).c_str()); break;
-        default: f.setString("<Unknown>"); break;
+        case 1:
+            f.setString(hexString(static_cast<unsigned int>(item), 2).c_str());
+            break;
+        case 2:
+            f.setString(hexString(static_cast<unsigned int>(item), 4).c_str());
+            break;
+        case 3:
+            f.setString(hexString(static_cast<unsigned int>(item), 8).c_str());
+            break;
+        case 4:
+            f.setString(hexString(static_cast<unsigned long>(item), 16).c_str());
+            break;
+        case 5:
+            f.setString(
+                hexString(reinterpret_cast<uintptr_t>(static_cast<void const*>(item)), 16).c_str());
+            break;
+        default:
+            f.setString("<Unknown>");
+            break;
         }
         return f;
     }
     switch (item.getType()) {
-    case CDataItem::String: f.setString(fromCharSet(static_cast<char const*>(item), cs)); break;
-    case CDataItem::Int: f.setLong(static_cast<int>(item)); break;
-    case CDataItem::UnsignedInt: f.setInt64(static_cast<unsigned int>(item)); break;
-    case CDataItem::Long: f.setInt64(static_cast<long>(item)); break;
-    case CDataItem::UnsignedLong: f.setInt64(static_cast<int64_t>(static_cast<unsigned long>(item))); break;
-    case CDataItem::Bool: f.setLong(static_cast<bool>(item) ? 1 : 0); break;
+    case CDataItem::String:
+        f.setString(fromCharSet(static_cast<char const*>(item), cs));
+        break;
+    case CDataItem::Int:
+        f.setLong(static_cast<int>(item));
+        break;
+    case CDataItem::UnsignedInt:
+        f.setInt64(static_cast<unsigned int>(item));
+        break;
+    case CDataItem::Long:
+        f.setInt64(static_cast<long>(item));
+        break;
+    case CDataItem::UnsignedLong:
+        f.setInt64(static_cast<int64_t>(static_cast<unsigned long>(item)));
+        break;
+    case CDataItem::Bool:
+        f.setLong(static_cast<bool>(item) ? 1 : 0);
+        break;
     case CDataItem::Time: {
         const timespec t = static_cast<timespec>(item);
-        f.setDate(static_cast<double>(t.tv_sec) * 1000.0 + static_cast<double>(t.tv_nsec) / 1000000.0);
+        f.setDate(static_cast<double>(t.tv_sec) * 1000.0 +
+                  static_cast<double>(t.tv_nsec) / 1000000.0);
         break;
     }
     case CDataItem::Pointer:
-        f.setInt64(static_cast<int64_t>(reinterpret_cast<uintptr_t>(static_cast<void const*>(item))));
+        f.setInt64(
+            static_cast<int64_t>(reinterpret_cast<uintptr_t>(static_cast<void const*>(item))));
         break;
-    default: f.setString("<Unknown>"); break;
+    default:
+        f.setString("<Unknown>");
+        break;
     }
     return f;
 }
 
 char* toCharSetCopy(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
     UErrorCode ec = U_ZERO_ERROR;
-    UConverter* cnv = ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
+    UConverter* cnv =
+        ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
     if (U_FAILURE(ec)) {
         std::string utf8;
         text.toUTF8String(utf8);
         return SafeStrdup(utf8.c_str());
     }
-    const size_t size = static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * static_cast<size_t>(text.length()) + 1;
+    const size_t size =
+        static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * static_cast<size_t>(text.length()) + 1;
     char* out = static_cast<char*>(std::malloc(size));
     if (!out) {
         ucnv_close(cnv);
         return nullptr;
     }
-    int32_t n = ucnv_fromUChars(cnv, out, static_cast<int32_t>(size), text.getBuffer(), text.length(), &ec);
+    int32_t n =
+        ucnv_fromUChars(cnv, out, static_cast<int32_t>(size), text.getBuffer(), text.length(), &ec);
     ucnv_close(cnv);
     out[U_SUCCESS(ec) && n >= 0 && static_cast<size_t>(n) < size ? n : 0] = '\0';
     return out;
@@ -189,13 +224,14 @@ char const* CMessage::Format(qzunicode::ULibCharSet charSet) const {
         if (details) {
             const std::vector<CMessageDetail>& kinds = messageTemplate->details;
             for (size_t i = 0; i < details->size(); ++i)
-                arguments.push_back(formattableOf((*details)[i], i < kinds.size() ? kinds[i].format : 0, cs));
+                arguments.push_back(
+                    formattableOf((*details)[i], i < kinds.size() ? kinds[i].format : 0, cs));
         }
     }
     UErrorCode ec = U_ZERO_ERROR;
     icu::UnicodeString result;
-    icu::MessageFormat::format(messageTemplate->text, arguments.data(), static_cast<int32_t>(arguments.size()),
-                               result, ec);
+    icu::MessageFormat::format(messageTemplate->text, arguments.data(),
+                               static_cast<int32_t>(arguments.size()), result, ec);
     if (U_FAILURE(ec))
         result.remove();
     std::free(formattedText);
@@ -222,8 +258,8 @@ char* CMessage::CreateCustomActionMessage(qzunicode::ULibCharSet charSet) const 
         if (CContextItem* time = context->GetItem(CContext::GetContextItemID("MessageTime")))
             seconds = time->Read<timespec>().tv_sec;
 
-    const size_t size = sizeof(CustomActionMessage) + std::strlen(severity) + text.size() + instance.size() +
-                        description.size() + 4;
+    const size_t size = sizeof(CustomActionMessage) + std::strlen(severity) + text.size() +
+                        instance.size() + description.size() + 4;
     char* block = new char[size]();
     auto* header = reinterpret_cast<CustomActionMessage*>(block);
     if (messageTemplate) {

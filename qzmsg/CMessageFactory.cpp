@@ -32,6 +32,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <unicode/putil.h>
 #include <unicode/resbund.h>
 #include <unicode/ucnv.h>
@@ -130,7 +132,8 @@ void shutdownLogging() {
 // library cannot say what went wrong, so it stops.
 [[noreturn]] void missingMessage(const std::string& name, unsigned int id) {
     std::fprintf(stderr,
-                 "The ICU resource bundle, '%s', is missing message number %lu. Please ensure the bundle is the "
+                 "The ICU resource bundle, '%s', is missing message number %lu. Please ensure the "
+                 "bundle is the "
                  "correct version.\n",
                  name.c_str(), static_cast<unsigned long>(id));
     std::fflush(stderr);
@@ -147,21 +150,24 @@ void printBundleError(char const* what, UErrorCode ec) {
 // ICU's own default converter for the ASCII value.
 std::string toCharSet(const icu::UnicodeString& text, qzunicode::ULibCharSet cs) {
     UErrorCode ec = U_ZERO_ERROR;
-    UConverter* cnv = ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
+    UConverter* cnv =
+        ucnv_open(cs == qzunicode::ULIB_CS_DEFAULT ? nullptr : ULIB_toConverterName(cs), &ec);
     if (U_FAILURE(ec)) {
         std::string out;
         text.toUTF8String(out);
         return out;
     }
     std::string out(static_cast<size_t>(ucnv_getMaxCharSize(cnv)) * text.length() + 1, '\0');
-    int32_t n = ucnv_fromUChars(cnv, &out[0], static_cast<int32_t>(out.size()), text.getBuffer(), text.length(), &ec);
+    int32_t n = ucnv_fromUChars(cnv, &out[0], static_cast<int32_t>(out.size()), text.getBuffer(),
+                                text.length(), &ec);
     ucnv_close(cnv);
     out.resize(U_SUCCESS(ec) ? static_cast<size_t>(n) : 0);
     return out;
 }
 
 unsigned int classKey(char const* cls) {
-    return static_cast<unsigned char>(cls[0]) | (cls[0] ? static_cast<unsigned int>(static_cast<unsigned char>(cls[1])) << 8 : 0);
+    return static_cast<unsigned char>(cls[0]) |
+           (cls[0] ? static_cast<unsigned int>(static_cast<unsigned char>(cls[1])) << 8 : 0);
 }
 
 unsigned int codeKey(char const* code) {
@@ -197,7 +203,8 @@ thread_local StringCache t_strings;
 } // namespace
 
 CMessageFactoryImpl::CMessageFactoryImpl()
-    : locale(icu::Locale::getDefault()), repetitionThread(&RepetitionThread, "MessageRepititionThread"),
+    : locale(icu::Locale::getDefault()),
+      repetitionThread(&RepetitionThread, "MessageRepititionThread"),
       suppressDuplicates(CMessageFactory::GetSuppressDuplicateMessages()) {
     static int once = [] { return std::atexit(&CMessageFactoryImpl_exitHandler); }();
     (void)once;
@@ -330,26 +337,39 @@ bool CMessageFactory::Load(char const* name) {
         return false;
     impl->bundleName = name;
     const std::string application = getAppContextText("BuildApplication");
-    const std::string dirs[3] = {getAppContextText("DirProcessLib"), getAppContextText("ProcessExecutableDir"),
+    const std::string dirs[3] = {getAppContextText("DirProcessLib"),
+                                 getAppContextText("ProcessExecutableDir"),
                                  getAppContextText("ProcessWorkingDir")};
 
     // The application's own catalogue comes first. Every directory is
-    // tried, and a later file replaces an earlier one.
-    bool read = false;
+    // tried and a later one wins (the working directory over the program's).
+    // Departure, kept on purpose: ICU keeps the first data registered under a
+    // name for the life of the process and refuses the next, so registering
+    // each file found in turn, as the search once did, left ICU holding bytes
+    // that the next file had freed. Only the winner is read and registered.
+    std::string found;
     for (const std::string& dir : dirs) {
         if (dir.empty() || application.empty())
             continue;
         std::vector<char> path(dir.size() + application.size() + 8);
         GetICUBundleName(application.c_str(), dir.c_str(), path.data());
-        if (!LoadICUBundle(path.data()))
-            continue;
+        if (::access(path.data(), R_OK) == 0)
+            found = path.data();
+    }
+    bool read = false;
+    if (!found.empty() && LoadICUBundle(found.c_str())) {
         UErrorCode ec = U_ZERO_ERROR;
         udata_setAppData(name, impl->catalogueBytes.data(), &ec);
-        // ICU keeps the first data it was given under a name and answers a
-        // warning for the next: the bytes it holds must stay alive.
         if (U_FAILURE(ec)) {
-            printBundleError(path.data(), ec);
+            printBundleError(found.c_str(), ec);
             return false;
+        }
+        // Once ICU holds the bytes they must outlive every factory: they are
+        // kept for the life of the process. A name registered before keeps
+        // its first data (ICU answers a warning), and these bytes stay here.
+        if (ec == U_ZERO_ERROR) {
+            static std::vector<std::vector<char>>* registered = new std::vector<std::vector<char>>;
+            registered->push_back(std::move(impl->catalogueBytes));
         }
         read = true;
     }
@@ -368,10 +388,13 @@ bool CMessageFactory::Load(char const* name) {
         return false;
     }
     icu::ResourceBundle uuid = bundle->get("UUID", ec);
-    const std::string received =
-        U_SUCCESS(ec) && uuid.getType() == URES_STRING ? toCharSet(uuid.getString(ec), impl->defaultCharSet) : "<Not Found>";
+    const std::string received = U_SUCCESS(ec) && uuid.getType() == URES_STRING
+                                     ? toCharSet(uuid.getString(ec), impl->defaultCharSet)
+                                     : "<Not Found>";
     if (received != qzMessage_UUID) {
-        std::fprintf(stderr, "The ICU resource bundle, '%s', is the wrong version.  Expecting '%s' but received '%s'.\n",
+        std::fprintf(stderr,
+                     "The ICU resource bundle, '%s', is the wrong version.  Expecting '%s' but "
+                     "received '%s'.\n",
                      name, qzMessage_UUID, received.c_str());
         std::fflush(stderr);
         return false;
@@ -387,7 +410,8 @@ bool CMessageFactory::Load(char const* name) {
     };
     auto text = [&](const icu::ResourceBundle& r) {
         UErrorCode e = U_ZERO_ERROR;
-        return r.getType() == URES_STRING ? toCharSet(r.getString(e), impl->defaultCharSet) : std::string();
+        return r.getType() == URES_STRING ? toCharSet(r.getString(e), impl->defaultCharSet)
+                                          : std::string();
     };
     icu::ResourceBundle t(nullptr, ec);
     ec = U_ZERO_ERROR;
@@ -421,7 +445,8 @@ bool CMessageFactory::Load(char const* name) {
         for (int i = 0; i < t.getSize(); ++i) {
             icu::ResourceBundle entry = t.get(i, ec);
             char const* key = entry.getKey();
-            if (U_FAILURE(ec) || !key || std::strlen(key) < 3 || !SetSeverity(key, key + 2, text(entry).c_str()))
+            if (U_FAILURE(ec) || !key || std::strlen(key) < 3 ||
+                !SetSeverity(key, key + 2, text(entry).c_str()))
                 return false;
         }
     }
@@ -430,7 +455,8 @@ bool CMessageFactory::Load(char const* name) {
             icu::ResourceBundle entry = t.get(i, ec);
             if (U_FAILURE(ec) || entry.getType() != URES_INT)
                 return false;
-            SetMaxIssue(static_cast<unsigned int>(std::strtol(entry.getKey(), nullptr, 10)), entry.getUInt(ec));
+            SetMaxIssue(static_cast<unsigned int>(std::strtol(entry.getKey(), nullptr, 10)),
+                        entry.getUInt(ec));
         }
     }
     if (U_FAILURE(ec))
@@ -590,7 +616,8 @@ void CMessageFactory::RunningAsService() {
 
 CMessageFactory::FatalErrorAsException::FatalErrorAsException(bool report) {
     CMessageFactory* factory = GetDefaultFactory();
-    factory->SetAlternateSeverity("QZFatal", factory->GetSeverity(report ? "QZException" : "QZExceptionNoReport"));
+    factory->SetAlternateSeverity(
+        "QZFatal", factory->GetSeverity(report ? "QZException" : "QZExceptionNoReport"));
 }
 
 CMessageFactory::FatalErrorAsException::~FatalErrorAsException() {
@@ -665,7 +692,8 @@ CDataItem ownedCopy(const CDataItem& item) {
 static bool fillFromContext(CMessageFactory* factory, CMessage* message, unsigned int index,
                             const CMessageDetail& detail, bool& threadAdded) {
     CMessageContext* context = message->context;
-    if (!threadAdded && (detail.contextItem == threadItem("ThreadID") || detail.contextItem == threadItem("ThreadBacktrace"))) {
+    if (!threadAdded && (detail.contextItem == threadItem("ThreadID") ||
+                         detail.contextItem == threadItem("ThreadBacktrace"))) {
         context->AddThreadContext();
         threadAdded = true;
     }
@@ -683,8 +711,9 @@ static bool fillFromContext(CMessageFactory* factory, CMessage* message, unsigne
     CContextItem* sourceLine = context->GetItem(CContext::GetContextItemID("SourceLine"));
     const std::string sid = sourceId ? sourceId->GetText() : std::string();
     const unsigned int line = sourceLine ? sourceLine->Read<unsigned int>() : 0u;
-    _MSG_Int32_String_String_UInt32(new CSourceContext("qzmsg", "qzlog/qzmsg", "CreateMessage", 1250),
-                                    1425, static_cast<int>(index + 1), name, sid.c_str(), line, IssueAndDispose);
+    _MSG_Int32_String_String_UInt32(
+        new CSourceContext("qzmsg", "qzlog/qzmsg", "CreateMessage", 1250), 1425,
+        static_cast<int>(index + 1), name, sid.c_str(), line, IssueAndDispose);
     (void)factory;
     CContextItem* placeholder = detail.argumentType == 0
                                     ? new CContextItem(detail.contextItem, "<Missing>", false)
@@ -714,13 +743,27 @@ CMessage* CMessageFactory::CreateMessage(CSourceContext* source, unsigned int id
             ok = message->SetDetail(i, CDataItem(SafeStrdup(text), true));
             break;
         }
-        case 1: ok = message->SetDetail(i, CDataItem(va_arg(args, int))); break;
-        case 2: ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned int))); break;
-        case 3: ok = message->SetDetail(i, CDataItem(va_arg(args, long))); break;
-        case 4: ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned long))); break;
-        case 5: ok = message->SetDetail(i, CDataItem(va_arg(args, int) != 0)); break;
-        case 6: ok = message->SetDetail(i, CDataItem(va_arg(args, timeval))); break;
-        default: ok = message->SetDetail(i, CDataItem(va_arg(args, void const*))); break;
+        case 1:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, int)));
+            break;
+        case 2:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned int)));
+            break;
+        case 3:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, long)));
+            break;
+        case 4:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, unsigned long)));
+            break;
+        case 5:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, int) != 0));
+            break;
+        case 6:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, timeval)));
+            break;
+        default:
+            ok = message->SetDetail(i, CDataItem(va_arg(args, void const*)));
+            break;
         }
     }
     va_end(args);
@@ -733,8 +776,8 @@ CMessage* CMessageFactory::CreateMessage(CSourceContext* source, unsigned int id
     return message;
 }
 
-CMessage* CMessageFactory::CreateMessageFromItems(CSourceContext* source, unsigned int id, const CDataItem* items,
-                                                  std::size_t count) {
+CMessage* CMessageFactory::CreateMessageFromItems(CSourceContext* source, unsigned int id,
+                                                  const CDataItem* items, std::size_t count) {
     CMessage* message = CreateMessageInit(source, id);
     if (!message)
         return nullptr;
@@ -747,9 +790,10 @@ CMessage* CMessageFactory::CreateMessageFromItems(CSourceContext* source, unsign
         if (!d.name)
             ok = fillFromContext(this, message, i, d, threadAdded);
         else if (next < count)
-            ok = message->SetDetail(i, d.argumentType == 5 && items[next].getType() != CDataItem::Bool
-                                           ? CDataItem(static_cast<int>(items[next]) != 0)
-                                           : ownedCopy(items[next])),
+            ok = message->SetDetail(i,
+                                    d.argumentType == 5 && items[next].getType() != CDataItem::Bool
+                                        ? CDataItem(static_cast<int>(items[next]) != 0)
+                                        : ownedCopy(items[next])),
             ++next;
         else
             ok = message->SetDetail(i, d.argumentType == 0 ? CDataItem("<Missing>") : CDataItem(0));
@@ -767,8 +811,9 @@ CMessage* CMessageFactory::CreateMessage(CMessage const* original) {
     if (!original || !original->context)
         return nullptr;
     const CSourceContext* source = original->context->source();
-    CSourceContext* copy = source ? new CSourceContext(source->module, source->id, source->method, source->line)
-                                  : nullptr;
+    CSourceContext* copy =
+        source ? new CSourceContext(source->module, source->id, source->method, source->line)
+               : nullptr;
     CMessage* message = CreateMessageInit(copy, original->GetMessageID());
     if (!message)
         return nullptr;
@@ -833,7 +878,9 @@ CMessage* CMessageFactory::ProcessMessage(CMessage* message, MessageDisposition 
         RepetitionReport();
         delete impl->lastMessage;
         impl->wakeEvent.Fire();
-    } else {
+    } else if (impl->repetitionThread.GetExitCode() == Thread::NotStarted) {
+        // The first kept message starts the thread; one kept after a message
+        // that threw (and so was dropped) finds it running.
         impl->repetitionThread.SetName("MessageRepititionThread");
         impl->repetitionThread.Start(this);
     }
@@ -863,9 +910,9 @@ void CMessageFactory::RepetitionReport() {
     if (impl->lastMessage && impl->lastMessage->ShouldReport()) {
         char code[10];
         impl->lastMessage->GetMessageCode(code);
-        CMessage* report = _MSG_String_String_UInt32(new CSourceContext("qzmsg", "qzlog/qzmsg", "RepetitionReport", 775),
-                                                      1971, impl->reportedSeverity, code, impl->repeatCount,
-                                                      ReturnToCaller);
+        CMessage* report = _MSG_String_String_UInt32(
+            new CSourceContext("qzmsg", "qzlog/qzmsg", "RepetitionReport", 775), 1971,
+            impl->reportedSeverity, code, impl->repeatCount, ReturnToCaller);
         if (report)
             report->Issue(AllActionAttributes);
         delete report;
@@ -903,23 +950,26 @@ void CMessageNewHandler::NewHandler() {
 
 namespace detail {
 
-CMessage* processItems(CSourceContext* source, unsigned int id, const CDataItem* items, std::size_t count,
-                       MessageDisposition disposition) {
+CMessage* processItems(CSourceContext* source, unsigned int id, const CDataItem* items,
+                       std::size_t count, MessageDisposition disposition) {
     CMessageFactory* factory = CMessageFactory::GetDefaultFactory();
-    return factory->ProcessMessage(factory->CreateMessageFromItems(source, id, items, count), disposition);
+    return factory->ProcessMessage(factory->CreateMessageFromItems(source, id, items, count),
+                                   disposition);
 }
 
-char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem* items, std::size_t count) {
+char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem* items,
+                        std::size_t count) {
     CMessageFactory* factory = CMessageFactory::GetDefaultFactory();
-    CMessage* message = factory->ProcessMessage(factory->CreateMessageFromItems(source, id, items, count), ReturnToCaller);
+    CMessage* message = factory->ProcessMessage(
+        factory->CreateMessageFromItems(source, id, items, count), ReturnToCaller);
     return message ? message->ToString(FactoryCharSet) : "";
 }
 
 } // namespace detail
 
 char const* _TSTR(int id) {
-    return detail::textOfItems(new CSourceContext("qzmsg", "qzlog/qzmsg", "_TSTR", __LINE__), static_cast<unsigned int>(id),
-                               nullptr, 0);
+    return detail::textOfItems(new CSourceContext("qzmsg", "qzlog/qzmsg", "_TSTR", __LINE__),
+                               static_cast<unsigned int>(id), nullptr, 0);
 }
 
 } // namespace qzlib

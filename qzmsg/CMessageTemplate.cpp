@@ -25,11 +25,12 @@ void CMessageSeverity::ClearActions() {
     actions.clear();
 }
 
-CMessageDetail::CMessageDetail() : name(nullptr), contextItem(0), kind(0), argumentType(0), format(0) {}
+CMessageDetail::CMessageDetail()
+    : name(nullptr), contextItem(0), kind(0), argumentType(0), format(0) {}
 
 CMessageDetail::CMessageDetail(const CMessageDetail& other)
-    : name(other.name ? SafeStrdup(other.name) : nullptr), contextItem(other.contextItem), kind(other.kind),
-      argumentType(other.argumentType), format(other.format) {}
+    : name(other.name ? SafeStrdup(other.name) : nullptr), contextItem(other.contextItem),
+      kind(other.kind), argumentType(other.argumentType), format(other.format) {}
 
 CMessageDetail& CMessageDetail::operator=(const CMessageDetail& other) {
     if (this != &other) {
@@ -73,7 +74,8 @@ uint32_t ParallelKind::FromWord(char const* word) {
 }
 
 CMessageTemplate::CMessageTemplate(unsigned int messageId)
-    : id(messageId), severity(nullptr), messageClass{' ', ' ', 0}, code{' ', ' ', ' ', 0}, parallelKinds(0) {}
+    : id(messageId), severity(nullptr), messageClass{' ', ' ', 0}, code{' ', ' ', ' ', 0},
+      parallelKinds(0) {}
 
 CMessageTemplate::~CMessageTemplate() = default;
 
@@ -100,7 +102,8 @@ bool readDetails(const icu::ResourceBundle& list, std::vector<CMessageDetail>& d
     UErrorCode ec = U_ZERO_ERROR;
     for (int i = 0; i < list.getSize(); ++i) {
         icu::ResourceBundle entry = list.get(i, ec);
-        if (U_FAILURE(ec) || entry.getType() != URES_ARRAY || entry.getSize() < 2 || entry.getSize() > 3)
+        if (U_FAILURE(ec) || entry.getType() != URES_ARRAY || entry.getSize() < 2 ||
+            entry.getSize() > 3)
             return false;
         CMessageDetail detail;
         icu::ResourceBundle first = entry.get(0, ec);

@@ -66,7 +66,8 @@ CProcessContext::CProcessContext() {
         AddItem(ownedText("ProcessHostName", names.nodename));
     } else {
         AddItem(ownedText("ProcessOSName", "Unix"));
-        for (char const* name : {"ProcessOSArch", "ProcessOSVersion", "ProcessOSUnixRelease", "ProcessHostName"})
+        for (char const* name :
+             {"ProcessOSArch", "ProcessOSVersion", "ProcessOSUnixRelease", "ProcessHostName"})
             AddItem(ownedText(name, ""));
     }
     AddItem(osUptime = timeItem("ProcessOSUptime"));
@@ -182,11 +183,12 @@ bool CProcessContext::readMemory(unsigned int& virtualKb, unsigned int& physical
         return false;
     unsigned long virtualBytes = 0;
     long residentPages = 0;
-    const int got = std::fscanf(file,
-                                "%*d %*s %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d "
-                                "%*d %*d %*u %lu %ld %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*d "
-                                "%*d %*u %*u",
-                                &virtualBytes, &residentPages);
+    const int got =
+        std::fscanf(file,
+                    "%*d %*s %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %*u %*u %*d %*d %*d %*d "
+                    "%*d %*d %*u %lu %ld %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*u %*d "
+                    "%*d %*u %*u",
+                    &virtualBytes, &residentPages);
     std::fclose(file);
     if (got != 2)
         return false;

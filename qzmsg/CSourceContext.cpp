@@ -1,6 +1,8 @@
 //===- qzmsg/CSourceContext.cpp - Where a message comes from --------------===//
 #include "qzmsg/CSourceContext.h"
 
+#include "qzmsg/CMessageFactory.h"
+
 namespace qzs {
 namespace qzlib {
 
@@ -10,8 +12,8 @@ const ContextItemID kSourceID = CContext::GetContextItemID("SourceID");
 const ContextItemID kSourceLine = CContext::GetContextItemID("SourceLine");
 } // namespace
 
-CSourceContext::CSourceContext(char const* sourceModule, char const* sourceId, char const* sourceMethod,
-                               unsigned int sourceLine)
+CSourceContext::CSourceContext(char const* sourceModule, char const* sourceId,
+                               char const* sourceMethod, unsigned int sourceLine)
     : module(sourceModule), id(sourceId), method(sourceMethod), line(sourceLine) {}
 
 void CSourceContext::makeItems() const {
@@ -43,6 +45,15 @@ CContextItem* CSourceContext::GetItem(ContextItemID itemId) const {
     if (ownCount == 0)
         makeItems();
     return CContext::GetItem(itemId);
+}
+
+void* CSourceContext::operator new(std::size_t size) {
+    CMessageNewHandler handler;
+    return ::operator new(size);
+}
+
+void CSourceContext::operator delete(void* pointer) noexcept {
+    ::operator delete(pointer);
 }
 
 } // namespace qzlib

@@ -9,6 +9,8 @@
 
 #include "qzmsg/CContext.h"
 
+#include <cstddef>
+
 namespace qzs {
 namespace qzlib {
 
@@ -19,9 +21,9 @@ namespace qzlib {
 /// yet or not, and GetItemID answers 0 to 3 from the fixed order SourceModule,
 /// SourceID, SourceMethod, SourceLine.
 ///
-/// Allocation: plain operator new for now; the message factory's new-handler
-/// (which reports an allocation failure as a message) takes it over here
-/// when messages exist.
+/// Allocation: every message call makes one, so it is allocated under the
+/// message factory's new-handler: out of memory, the reserve is released and
+/// the failure can still be reported.
 class QZ_API CSourceContext : public CContext {
 public:
     CSourceContext(char const* sourceModule, char const* sourceId, char const* sourceMethod,
@@ -31,6 +33,9 @@ public:
     ContextItemID GetItemID(unsigned int index) const override;
     /// Makes the four items at the first call on a context with none.
     CContextItem* GetItem(ContextItemID id) const override;
+
+    static void* operator new(std::size_t size);
+    static void operator delete(void* pointer) noexcept;
 
     char const* module;
     char const* id;

@@ -59,7 +59,8 @@ std::string readable(std::string line) {
 } // namespace
 
 CThreadContext::CThreadContext() {
-    AddItem(new CContextItem(GetContextItemID("ThreadID"), static_cast<unsigned long>(::pthread_self())));
+    AddItem(new CContextItem(GetContextItemID("ThreadID"),
+                             static_cast<unsigned long>(::pthread_self())));
     void* addresses[kMaxFrames];
     const int n = ::backtrace(addresses, kMaxFrames);
     if (n > 1)

@@ -37,7 +37,8 @@ QZ_API void qzSetExitFunction(void (*function)(int));
 /// "INFO" below.
 QZ_API void issueMessage(unsigned int id, char const* code, char const* text, unsigned char level);
 /// As issueMessage without the console line.
-QZ_API void issueMessageNoReport(unsigned int id, char const* code, char const* text, unsigned char level);
+QZ_API void issueMessageNoReport(unsigned int id, char const* code, char const* text,
+                                 unsigned char level);
 /// Ends the process on fatal error `id` as the fatal error action says,
 /// after the optional "qzrepo" module, the host's debug hook and callbacks
 /// have been told; with action 1 it aborts at once. Returns only for an

@@ -7,6 +7,7 @@
 #include "qzstd/MessageSeam.h"
 
 #include "qzmsg/CErrorContext.h"
+#include "qzmsg/LegacyErrorHandling.h"
 #include "qzmsg/Messages.h"
 
 #include <cerrno>
@@ -29,8 +30,8 @@ struct RaisingGuard {
 };
 } // namespace
 
-void raiseFaultItems(const MessageSite& site, unsigned int id, const CDataItem* items, std::size_t count,
-                     MessageHandling handling) {
+void raiseFaultItems(const MessageSite& site, unsigned int id, const CDataItem* items,
+                     std::size_t count, MessageHandling handling) {
     RaisingGuard guard;
     if (!guard.entered)
         return;
@@ -48,8 +49,13 @@ void raiseFaultItems(const MessageSite& site, unsigned int id, const CDataItem* 
 void raiseThreadFault(const MessageSite& site, unsigned int id, int rc) {
     char buffer[256];
     const char* text = ::strerror_r(rc, buffer, sizeof buffer);
-    raiseFaultItems(site, id, std::initializer_list<CDataItem>{CDataItem(rc), CDataItem(text)}.begin(), 2,
+    raiseFaultItems(site, id,
+                    std::initializer_list<CDataItem>{CDataItem(rc), CDataItem(text)}.begin(), 2,
                     MessageHandling::Issue);
+}
+
+void setProcessExitFunction(void (*function)(int)) {
+    qzSetExitFunction(function);
 }
 
 } // namespace detail

@@ -24,8 +24,8 @@ MainThread::MainThread(int (*main)(int, char**))
             "a MainThread instance exists already");
     QZ_THREAD_LOG(Level::Debug, "MainThread", "MainThread instance=%p",
                   static_cast<const void*>(this));
-    // The error context's process exit function becomes MainThread::Exit
-    // here once that context exists.
+    // A fatal error then ends the process through the exit functions.
+    qzlib::detail::setProcessExitFunction(&MainThread::Exit);
     m_instance = this;
 }
 

@@ -58,6 +58,10 @@ void storeFault(const MessageSite& site, unsigned int id, const Args&... args) {
 /// return code and the system's text for it. The caller carries on.
 QZ_API void raiseThreadFault(const MessageSite& site, unsigned int id, int rc);
 
+/// Names the function the message layer calls to end the process after a
+/// fatal error (MainThread::Exit, so that the exit functions run).
+QZ_API void setProcessExitFunction(void (*function)(int));
+
 } // namespace detail
 } // namespace qzlib
 } // namespace qzs

@@ -134,7 +134,8 @@ TEST(ProcessContext, ItemsAndComputedValues) {
     const std::string exe = text(process.GetItem(idOf("ProcessExecutable")));
     EXPECT_EQ("ContextTest", text(process.GetItem(idOf("ProcessExecutableBase"))));
     EXPECT_EQ(exe.substr(0, exe.rfind('/')), text(process.GetItem(idOf("ProcessExecutableDir"))));
-    EXPECT_NE(std::string::npos, text(process.GetItem(idOf("ProcessCommandLine"))).find("ContextTest"));
+    EXPECT_NE(std::string::npos,
+              text(process.GetItem(idOf("ProcessCommandLine"))).find("ContextTest"));
     char cwd[4096];
     ASSERT_NE(nullptr, ::getcwd(cwd, sizeof cwd));
     EXPECT_EQ(cwd, text(process.GetItem(idOf("ProcessWorkingDir"))));
@@ -190,7 +191,9 @@ TEST(ThreadContext, IdentifierBacktraceAndSymbolNames) {
     ASSERT_EQ(2u, out.size());
     const std::string c = static_cast<char const*>(out[0]), cxx = static_cast<char const*>(out[1]);
     EXPECT_TRUE(std::regex_match(c, std::regex(".*\\(\\w*getpid\\)"))) << c;
-    EXPECT_TRUE(std::regex_match(cxx, std::regex(".*libstdc\\+\\+\\.so\\.6\\(std::terminate\\(\\)\\)"))) << cxx;
+    EXPECT_TRUE(
+        std::regex_match(cxx, std::regex(".*libstdc\\+\\+\\.so\\.6\\(std::terminate\\(\\)\\)")))
+        << cxx;
     out.clear();
     ASSERT_TRUE(CThreadContext::GetSymbolNames(&in, &out)) << "from the cache";
     EXPECT_STREQ(c.c_str(), static_cast<char const*>(out[0]));
@@ -208,10 +211,14 @@ TEST(BuildContext, ProgramStringAndType) {
         {"mgr", "DB2400 V7", "Zorvex Quartzgate Manager for DB2 for i", 3},
         {"mgr", "DB2 LUW", "Zorvex Quartzgate Manager for DB2", 3},
         {"extract", "None", "Zorvex Quartzgate Capture", 1},
-        {"pmsrvr", "PostgreSQL 15", "Zorvex Quartzgate Performance Metrics Server for PostgreSQL", 13},
+        {"pmsrvr", "PostgreSQL 15", "Zorvex Quartzgate Performance Metrics Server for PostgreSQL",
+         13},
         {"delivrat", "Oracle", "Zorvex Quartzgate Delivery", 2},
-        {"Mgr", "MSSQL", "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext for SQL Server", 0},
-        {nullptr, nullptr, "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext", 0},
+        {"Mgr", "MSSQL",
+         "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext for SQL Server",
+         0},
+        {nullptr, nullptr, "Zorvex Quartzgate Unknown Application - please modify qzlog/msgContext",
+         0},
     };
     for (const Row& row : rows) {
         unsigned int type = 99;
@@ -228,10 +235,12 @@ TEST(AppContext, BuildItemsAndTheChainBelow) {
     ASSERT_EQ(app, getAppContext());
     EXPECT_FALSE(app->deleteWithParent);
     EXPECT_EQ("unittest", text(app->GetItem(idOf("BuildApplication"))));
-    EXPECT_EQ("Zorvex Quartzgate Unittest Application", text(app->GetItem(idOf("BuildProgramString"))));
+    EXPECT_EQ("Zorvex Quartzgate Unittest Application",
+              text(app->GetItem(idOf("BuildProgramString"))));
     EXPECT_EQ(0u, static_cast<unsigned int>(*app->GetItem(BuildProgramTypeID)));
     EXPECT_NE(nullptr, app->GetItem(idOf("BuildDateTime")));
-    EXPECT_EQ(static_cast<unsigned int>(::getpid()), static_cast<unsigned int>(*app->GetItem(idOf("ProcessID"))));
+    EXPECT_EQ(static_cast<unsigned int>(::getpid()),
+              static_cast<unsigned int>(*app->GetItem(idOf("ProcessID"))));
     EXPECT_NE(nullptr, app->GetItem(idOf("DirProcessLog")));
     EXPECT_NE(nullptr, app->GetItem(idOf("DirStructureIsLegacy")));
     EXPECT_NE(nullptr, app->GetItem(idOf("ScaServiceId")));
@@ -263,7 +272,8 @@ TEST(MessageContext, ChainDetailsAndWhatItDeletes) {
         ASSERT_EQ(4u, message.details().size());
         EXPECT_EQ(0, static_cast<int>(message.details()[0])) << "padding";
         EXPECT_STREQ("third", static_cast<char const*>(message.details()[2]));
-        auto* details = static_cast<std::vector<CDataItem>*>(*message.GetItem(idOf("MessageDetails")));
+        auto* details =
+            static_cast<std::vector<CDataItem>*>(*message.GetItem(idOf("MessageDetails")));
         EXPECT_EQ(&message.details(), details);
         message.SetDetails({CDataItem(1), CDataItem(2)});
         EXPECT_EQ(2u, message.details().size());
