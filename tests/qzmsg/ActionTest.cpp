@@ -121,6 +121,17 @@ TEST_F(ActionTest, ReportMemorySkipsZeroResourceFields) {
         EXPECT_THAT(names, testing::Not(testing::Contains(zero)));
 }
 
+// Report prints "<code>: <text>" on stdout, Log records it on "qzmsg.action".
+TEST_F(ActionTest, ReportAndLogLines) {
+    qztest::CapturedLogger log("qzmsg.action");
+    const std::string line = std::string("XQZ-01091: ") + message->Format(FactoryCharSet);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(action.Report(message.get()));
+    EXPECT_EQ(line + "\n", testing::internal::GetCapturedStdout());
+    EXPECT_TRUE(action.Log(message.get()));
+    EXPECT_EQ(line, log.capture->last());
+}
+
 // The exception carries text, number and code, is logged with its source,
 // and a message the thread's error context holds survives the throw.
 TEST_F(ActionTest, ThrowExceptionLogsAndKeepsAPendingMessage) {
