@@ -101,6 +101,8 @@ bool CAction::Load(char const* actionName, char const* custom) {
     std::free(customName);
     name = copyOrNull(actionName);
     customName = copyOrNull(custom);
+    handler = nullptr;
+    attribute = 4;
     if (custom)
         return false;
     if (!name)

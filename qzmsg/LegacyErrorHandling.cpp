@@ -101,6 +101,8 @@ void logMessage(char const* code, char const* text, unsigned char level, char co
 void report(unsigned int id, char const* code, char const* text, unsigned char level,
             bool console) {
     static CMessageFactory* const factory = CMessageFactory::GetDefaultFactory();
+    // Running out of memory here must still leave a line behind.
+    CMessageNewHandler reserve;
     const StringCopy copy(text);
     if (!copy.text)
         return;
@@ -202,6 +204,7 @@ void issueMessageNoReport(unsigned int id, char const* code, char const* text,
 
 void processFatalError(unsigned int id, char const* text) {
     const FATALERROR_ACTION action = g_fatalAction;
+    CMessageNewHandler reserve;
     const bool ending =
         action == FatalAbort || action == FatalReportAndExit || action == FatalExitQuietly;
 

@@ -15,8 +15,9 @@ namespace qzlib {
 
 /// How processFatalError ends the process: 1 aborts at once (no callback),
 /// 2 reports and exits with 1 (the default), 3 exits with 1 without the
-/// report.
-enum FATALERROR_ACTION { FatalAbort = 1, FatalReportAndExit = 2, FatalExitQuietly = 3 };
+/// report. Any other number reports and returns to the caller, so the type
+/// holds every int.
+enum FATALERROR_ACTION : int { FatalAbort = 1, FatalReportAndExit = 2, FatalExitQuietly = 3 };
 
 QZ_API void qzSetFatalErrorAction(FATALERROR_ACTION action);
 QZ_API FATALERROR_ACTION qzGetFatalErrorAction();
