@@ -78,6 +78,15 @@ int main(int argc, char** argv) {
         Appender::flushOutput(); // the thread's buffer goes to the file now
         activity->close();
     }
+    // The catalogue installed beside the library, found by the library's own
+    // search from a program installed beside it.
+    if (argc > 2) {
+        const char* term = qzs::qzlib::_TSTR(10000480);
+        if (std::string(term) != "trail file") {
+            std::printf("the installed catalogue gave [%s]\n", term);
+            return 1;
+        }
+    }
     std::puts("host ok");
     return 0;
 }
