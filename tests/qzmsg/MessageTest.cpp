@@ -13,12 +13,17 @@
 #include "qzmsg/CMessageTemplate.h"
 #include "qzmsg/Messages.h"
 #include "qzmsg/QZException.h"
+#include "qzlog/LogMacros.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
 #include "qzstd/Event.h"
 
 #include <gtest/gtest.h>
 
 #include <condition_variable>
 #include <csignal>
+#include <cstdio>
+#include <sys/stat.h>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -259,6 +264,29 @@ TEST(MessageIssue, AThrownMessageIsNotKept) {
     for (const auto& f : collected.faults())
         numbers.push_back(f.number);
     EXPECT_EQ((std::vector<unsigned int>{90004, 90008, 90004}), numbers);
+}
+
+// A fatal message saves every thread's activity buffer before the process
+// ends: the dump is there for the post-mortem.
+TEST(MessageIssue, FatalMessageDumpsTheActivityFirst) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const std::string dir = getAppContextText("DirProcessDmp");
+    ::mkdir(dir.c_str(), 0755);
+    const std::string dump = dir + "qzlog-FatalDump.dmp";
+    std::remove(dump.c_str());
+    EXPECT_EXIT(
+        {
+            getAppContext()->SetItem(CContext::GetContextItemID("AppInstance"), "FatalDump");
+            qzlog::Logger* log = qzlog::Logger::getRepository().getLogger("test.fatal");
+            QZ_ERROR(log, "the last words %d", 1);
+            raise(90009, "now");
+        },
+        ::testing::ExitedWithCode(1), "");
+
+    struct stat info;
+    ASSERT_EQ(0, ::stat(dump.c_str(), &info)) << dump;
+    EXPECT_GT(info.st_size, 16);
+    std::remove(dump.c_str());
 }
 
 // Catalogues that cannot serve end the process with the reason on stderr.
