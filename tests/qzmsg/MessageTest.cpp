@@ -9,13 +9,14 @@
 
 #include "qzapp/DBObjName.h"
 #include "qzapp/ObjectNameMessages.h"
+#include "qzlog/LogMacros.h"
+#include "qzlog/Logger.h"
+#include "qzlog/LoggerRepository.h"
+#include "qzmsg/CAction.h"
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/CMessageTemplate.h"
 #include "qzmsg/Messages.h"
 #include "qzmsg/QZException.h"
-#include "qzlog/LogMacros.h"
-#include "qzlog/Logger.h"
-#include "qzlog/LoggerRepository.h"
 #include "qzstd/Event.h"
 
 #include <gtest/gtest.h>
@@ -23,9 +24,9 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdio>
-#include <sys/stat.h>
 #include <mutex>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -264,6 +265,41 @@ TEST(MessageIssue, AThrownMessageIsNotKept) {
     for (const auto& f : collected.faults())
         numbers.push_back(f.number);
     EXPECT_EQ((std::vector<unsigned int>{90004, 90008, 90004}), numbers);
+}
+
+// A host's own step receives one block: class, code, severity, time, text,
+// instance and description, freed with one delete[].
+TEST(MessageIssue, CustomActionBlock) {
+    static std::string seen;
+    CAction custom("Collect", [](char const* block) {
+        auto* m = reinterpret_cast<const CustomActionMessage*>(block);
+        seen = std::string(m->messageClass, 2) + "|" + std::string(m->code, 3) + "|" +
+               m->severityName + "|" + m->text + "|" + m->instance + "|" +
+               (m->messageTime > 0 ? "timed" : "untimed");
+        return true;
+    });
+    getAppContext()->SetItem(CContext::GetContextItemID("AppInstance"), "EXT9");
+    factory()->AddAction(&custom);
+    raise(90004, "custom", 3, "z");
+    factory()->DeleteAction(&custom);
+    EXPECT_EQ("IN|TST|QZInfo|custom, 3, z|EXT9|timed", seen);
+}
+
+// A service stores what a command prints; while FatalErrorAsException
+// lives, a fatal message throws instead of ending the process.
+TEST(MessageIssue, ServiceAndFatalAsException) {
+    CMessageFactory::RunningAsService();
+    CErrorContext* errors = CErrorContext::GetContext();
+    const size_t before = errors->storedMessages.size();
+    raise(90004, "service", 1, "x");
+    ASSERT_EQ(before + 1, errors->storedMessages.size()) << "QZInfo runs QZStore instead";
+    EXPECT_STREQ("service, 1, x", errors->storedMessages.back()->Format(FactoryCharSet));
+    {
+        CMessageFactory::FatalErrorAsException asException(false);
+        EXPECT_THROW(raise(90009, "caught"), qzlog::QZException);
+    }
+    EXPECT_EQ(nullptr, factory()->GetSeverity("QZFatal")->alternate)
+        << "restored on leaving the scope";
 }
 
 // A fatal message saves every thread's activity buffer before the process
