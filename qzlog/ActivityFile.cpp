@@ -583,7 +583,17 @@ bool ActivityFile::ProcessSession() {
         return false;
     }
     Session session(*this, offset);
-    if (!session.run())
+    // While it replays, this thread writes other threads' buffers under their
+    // locks and the buffer pool's; a record of its own made meanwhile (the pool
+    // growing, a message about this file) would take its own context's lock
+    // against that order. Such records are dropped, as inside a log call.
+    LogThreadContext* own = LogBufferImpl::getThreadContext(0);
+    if (own)
+        ++own->recursion;
+    const bool replayed = session.run();
+    if (own)
+        --own->recursion;
+    if (!replayed)
         return false;
     // A session cut off by the end of the map ends there.
     cutShort = session.cut;

@@ -15,6 +15,7 @@
 #include "qzlog/LoggingPause.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzstd/LoggingSeam.h"
 
 namespace qzs {
@@ -31,7 +32,16 @@ static_assert(LogInt == 'j' && LogUnsignedInt == 'k' && LogLong == 'm' && LogUns
 
 namespace {
 
+// The floors below first ask for their loggers wherever they happen to log,
+// and that can be inside a log call: a file appender's write that makes a
+// directory, a message raised from an appender. There this thread holds a
+// logger's lock, and making a logger takes the repository's, against the
+// lock order. Such a record would be dropped by the recursion guard anyway,
+// so no logger is made: the caller gets none and asks again later.
 Logger* seamGetLogger(const char* name) {
+    const LogThreadContext* own = LogBufferImpl::getThreadContext(0);
+    if (own && own->recursion != 0)
+        return nullptr;
     return Logger::getRepository().getLogger(name, nullptr);
 }
 

@@ -82,7 +82,9 @@ private:
 
 /// What the logging core gives this floor. Every entry is set.
 struct LoggingSeam {
-    /// The logger of that dotted name, made if new; the name is copied.
+    /// The logger of that dotted name, made if new; the name is copied. Null
+    /// when asked from inside a log call, where the record would be dropped
+    /// and making a logger would break the lock order: ask again later.
     qzlog::Logger* (*getLogger)(const char* name);
     /// The logger's inline test: at or above its effective level.
     bool (*isEnabledFor)(const qzlog::Logger* logger, unsigned char level);
