@@ -60,7 +60,7 @@ function(qz_add_test)
   qz_add_build_context(${T_NAME} APPLICATION ${T_APPLICATION})
   qz_place_catalogue(${T_NAME})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
-    PROPERTIES ENVIRONMENT "TZ=UTC;QZ_SOURCE_DIR=${PROJECT_SOURCE_DIR};QZ_BINARY_DIR=${PROJECT_BINARY_DIR}")
+    PROPERTIES ENVIRONMENT "TZ=UTC")
 endfunction()
 
 # qz_add_bench(NAME name SOURCES file... [LIBS lib...]): a Google Benchmark binary.
