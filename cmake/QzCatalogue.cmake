@@ -74,9 +74,13 @@ install(FILES ${QZ_CATALOGUE_DAT} DESTINATION ${CMAKE_INSTALL_LIBDIR})
 # qz_place_catalogue(target): copies qzMessage.dat beside a program of the
 # build tree, where the library's search finds it (the program's directory),
 # as it finds the installed one beside the installed library.
+# The copy is its own step, run at every build (it copies only a changed
+# file), so that a catalogue edit reaches programs that are not relinked.
 function(qz_place_catalogue target)
-  add_dependencies(${target} qz_catalogue)
-  add_custom_command(TARGET ${target} POST_BUILD
+  add_custom_target(${target}_place_catalogue
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${QZ_CATALOGUE_DAT} $<TARGET_FILE_DIR:${target}>/qzMessage.dat
+    DEPENDS ${QZ_CATALOGUE_DAT}
     VERBATIM)
+  add_dependencies(${target}_place_catalogue qz_catalogue)
+  add_dependencies(${target} ${target}_place_catalogue)
 endfunction()

@@ -16,6 +16,7 @@
 #include "qzmsg/CSourceContext.h"
 #include "qzmsg/HostConfig.h"
 #include "qzmsg/MessageFunctions.h"
+#include "qzmsg/detail/CatalogueCheck.h"
 #include "qzmsg/detail/CatalogueText.h"
 #include "qzstd/Event.h"
 #include "qzstd/LoggingSeam.h"
@@ -35,6 +36,7 @@
 
 #include <unistd.h>
 
+#include <unicode/msgfmt.h>
 #include <unicode/putil.h>
 #include <unicode/resbund.h>
 #include <unicode/ucnv.h>
@@ -84,6 +86,9 @@ public:
     std::atomic<bool> exitFired{false};
 
     static unsigned int RepetitionThread(void* factory);
+    /// The template of `id`, loaded at its first use; the process ends when
+    /// the catalogue has no usable entry for it.
+    CMessageTemplate* findTemplate(CMessageFactory* factory, unsigned int id);
 };
 
 namespace {
@@ -179,9 +184,10 @@ struct Reserve {
 };
 std::atomic<Reserve*> g_reserve{new Reserve};
 
-// _TSTR texts of this thread: at most 16, the oldest freed first.
+// _TSTR texts of this thread: a ring of 16, the oldest freed first.
 struct StringCache {
-    std::vector<char*> texts;
+    char* texts[16] = {};
+    unsigned int next = 0;
     ~StringCache() {
         for (char* t : texts)
             std::free(t);
@@ -347,6 +353,11 @@ bool CMessageFactory::Load(char const* name) {
     }
     bool read = false;
     if (!found.empty() && LoadICUBundle(found.c_str())) {
+        if (!detail::checkCatalogueBytes(impl->catalogueBytes.data(),
+                                         impl->catalogueBytes.size())) {
+            printBundleError(found.c_str(), U_INVALID_FORMAT_ERROR);
+            return false;
+        }
         UErrorCode ec = U_ZERO_ERROR;
         udata_setAppData(name, impl->catalogueBytes.data(), &ec);
         if (U_FAILURE(ec)) {
@@ -363,6 +374,25 @@ bool CMessageFactory::Load(char const* name) {
         read = true;
     }
     if (!read) {
+        // ICU reads the package itself; the copies it can find in these
+        // directories are checked first, as the application's file is.
+        for (const std::string& dir : dirs) {
+            if (dir.empty())
+                continue;
+            std::vector<char> path(dir.size() + std::strlen(name) + 8);
+            GetICUBundleName(name, dir.c_str(), path.data());
+            if (::access(path.data(), R_OK) != 0)
+                continue;
+            if (!LoadICUBundle(path.data()) ||
+                !detail::checkCatalogueBytes(impl->catalogueBytes.data(),
+                                             impl->catalogueBytes.size())) {
+                printBundleError(path.data(), U_INVALID_FORMAT_ERROR);
+                return false;
+            }
+            impl->catalogueBytes.clear();
+            impl->catalogueBytes.shrink_to_fit();
+            break;
+        }
         std::string path = u_getDataDirectory() ? u_getDataDirectory() : "";
         for (const std::string& dir : dirs)
             if (!dir.empty())
@@ -376,6 +406,16 @@ bool CMessageFactory::Load(char const* name) {
         printBundleError(name, ec);
         return false;
     }
+    return UseBundle(bundle.release(), name);
+}
+
+bool CMessageFactory::UseBundle(icu::ResourceBundle* opened, char const* name) {
+    std::unique_ptr<icu::ResourceBundle> bundle(opened);
+    if (!bundle || impl->bundle)
+        return false;
+    impl->bundleName = name ? name : "";
+    name = impl->bundleName.c_str();
+    UErrorCode ec = U_ZERO_ERROR;
     icu::ResourceBundle uuid = bundle->get("UUID", ec);
     const std::string received =
         U_SUCCESS(ec) && uuid.getType() == URES_STRING
@@ -404,8 +444,7 @@ bool CMessageFactory::Load(char const* name) {
                    ? detail::catalogueText(r.getString(e), impl->defaultCharSet)
                    : std::string();
     };
-    icu::ResourceBundle t(nullptr, ec);
-    ec = U_ZERO_ERROR;
+    icu::ResourceBundle t(*impl->bundle);
     if (table("SeverityActions", t)) {
         for (int i = 0; i < t.getSize(); ++i) {
             icu::ResourceBundle entry = t.get(i, ec);
@@ -580,13 +619,12 @@ bool CMessageFactory::SetReportedSeverity(unsigned int id, char const* text) {
 }
 
 char const* CMessageFactory::CacheString(char const* text) const {
-    std::vector<char*>& texts = t_strings.texts;
-    if (texts.size() >= 16) {
-        std::free(texts.front());
-        texts.erase(texts.begin());
-    }
-    texts.push_back(SafeStrdup(text ? text : ""));
-    return texts.back();
+    StringCache& cache = t_strings;
+    char*& slot = cache.texts[cache.next];
+    cache.next = (cache.next + 1) % 16;
+    std::free(slot);
+    slot = SafeStrdup(text ? text : "");
+    return slot;
 }
 
 void CMessageFactory::RemoveContext(CErrorContext const* context) {
@@ -623,42 +661,65 @@ CMessageFactory::RepetitionWait CMessageFactory::SetRepetitionWait(RepetitionWai
 
 // --- Creating and processing messages --------------------------------------
 
+CMessageTemplate* CMessageFactoryImpl::findTemplate(CMessageFactory* factory, unsigned int id) {
+    static std::atomic<bool> termsAdded{false};
+    if (!termsAdded.load(std::memory_order_acquire) && !termsAdded.exchange(true))
+        getAppContext()->AddTerms();
+    ScopedLock guard(templateLock);
+    auto it = templates.find(id);
+    if (it != templates.end())
+        return it->second;
+    char key[24];
+    std::snprintf(key, sizeof key, "%lu", static_cast<unsigned long>(id));
+    UErrorCode ec = U_ZERO_ERROR;
+    icu::ResourceBundle entry = bundle->get(key, ec);
+    if (U_FAILURE(ec))
+        missingMessage(bundleName, id);
+    std::unique_ptr<CMessageTemplate> loaded(new CMessageTemplate(id));
+    if (!loaded->Load(entry))
+        missingMessage(bundleName, id);
+    if (id <= CMessageTemplate::MaxMessageID)
+        loaded->severity = factory->GetSeverity(loaded->messageClass, loaded->code);
+    CMessageTemplate* found = loaded.release();
+    templates[id] = found;
+    return found;
+}
+
 CMessage* CMessageFactory::CreateMessageInit(CSourceContext* source, unsigned int id) {
     if (!impl->bundle) {
         delete source;
         return nullptr;
     }
     CMessageNewHandler handler;
-    static std::atomic<bool> termsAdded{false};
-    if (!termsAdded.exchange(true))
-        getAppContext()->AddTerms();
-    CMessageTemplate* messageTemplate = nullptr;
-    {
-        ScopedLock guard(impl->templateLock);
-        auto it = impl->templates.find(id);
-        if (it != impl->templates.end()) {
-            messageTemplate = it->second;
-        } else {
-            char key[24];
-            std::snprintf(key, sizeof key, "%lu", static_cast<unsigned long>(id));
-            UErrorCode ec = U_ZERO_ERROR;
-            icu::ResourceBundle entry = impl->bundle->get(key, ec);
-            if (U_FAILURE(ec))
-                missingMessage(impl->bundleName, id);
-            std::unique_ptr<CMessageTemplate> loaded(new CMessageTemplate(id));
-            if (!loaded->Load(entry))
-                missingMessage(impl->bundleName, id);
-            if (id <= CMessageTemplate::MaxMessageID)
-                loaded->severity = GetSeverity(loaded->messageClass, loaded->code);
-            messageTemplate = loaded.release();
-            impl->templates[id] = messageTemplate;
-        }
-    }
+    CMessageTemplate* messageTemplate = impl->findTemplate(this, id);
     auto* message = new CMessage(impl->locale);
     message->factory = this;
     message->messageTemplate = messageTemplate;
     message->context = new CMessageContext(source);
     return message;
+}
+
+char const* CMessageFactory::PlainText(unsigned int id) {
+    if (!impl->bundle)
+        return nullptr;
+    CMessageNewHandler handler;
+    // A text with no details never changes: it is formatted once (the
+    // pattern's quoting still applies) and kept with its template.
+    ScopedLock guard(impl->templateLock);
+    CMessageTemplate* messageTemplate = impl->findTemplate(this, id);
+    if (!messageTemplate->details.empty())
+        return nullptr;
+    const qzunicode::ULibCharSet cs = GetDefaultCharacterSet(FactoryCharSet);
+    if (!messageTemplate->plainReady || messageTemplate->plainCharSet != cs) {
+        UErrorCode ec = U_ZERO_ERROR;
+        icu::UnicodeString result;
+        icu::MessageFormat::format(messageTemplate->text, nullptr, 0, result, ec);
+        messageTemplate->plainText =
+            U_SUCCESS(ec) ? detail::catalogueText(result, cs) : std::string();
+        messageTemplate->plainCharSet = cs;
+        messageTemplate->plainReady = true;
+    }
+    return CacheString(messageTemplate->plainText.c_str());
 }
 
 namespace {
@@ -940,6 +1001,12 @@ CMessage* processItems(CSourceContext* source, unsigned int id, const CDataItem*
 char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem* items,
                         std::size_t count) {
     CMessageFactory* factory = CMessageFactory::GetDefaultFactory();
+    // A text that takes nothing needs no message: its kept text serves.
+    if (count == 0)
+        if (char const* plain = factory->PlainText(id)) {
+            delete source;
+            return plain;
+        }
     CMessage* message = factory->ProcessMessage(
         factory->CreateMessageFromItems(source, id, items, count), ReturnToCaller);
     return message ? message->ToString(FactoryCharSet) : "";
@@ -948,6 +1015,9 @@ char const* textOfItems(CSourceContext* source, unsigned int id, const CDataItem
 } // namespace detail
 
 char const* _TSTR(int id) {
+    if (char const* plain =
+            CMessageFactory::GetDefaultFactory()->PlainText(static_cast<unsigned int>(id)))
+        return plain;
     return detail::textOfItems(new CSourceContext("qzmsg", "qzlog/qzmsg", "_TSTR", __LINE__),
                                static_cast<unsigned int>(id), nullptr, 0);
 }

@@ -84,6 +84,12 @@ public:
     /// Prints the reason to stderr and answers false on failure; false at once
     /// when a bundle is already open.
     bool Load(char const* name);
+    /// Takes `bundle` (owned from here on) as the catalogue `name`: checks its
+    /// "UUID", then reads its severities, class and code rules and limits.
+    /// What Load does once it has opened the bundle, for a host that opens
+    /// its own. False when a bundle is open already, or when this one is not
+    /// a catalogue of this version (the reason goes to stderr).
+    bool UseBundle(icu::ResourceBundle* bundle, char const* name);
     /// Reads the whole file into memory, replacing what was read before; true
     /// when every byte was read, otherwise nothing is kept.
     bool LoadICUBundle(char const* path);
@@ -155,6 +161,10 @@ public:
         FatalErrorAsException& operator=(const FatalErrorAsException&) = delete;
     };
 
+    /// The text of catalogue entry `id` when it takes no details, formatted
+    /// once and then kept, as a copy in the thread's string cache (valid for
+    /// the next 15 texts); null when it has details or no bundle is open.
+    char const* PlainText(unsigned int id);
     /// A message of `id` with no details yet, or null when no bundle is open.
     /// Takes ownership of `source`. An ID the catalogue lacks ends the process.
     CMessage* CreateMessageInit(CSourceContext* source, unsigned int id);

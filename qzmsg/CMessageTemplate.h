@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 #include <unicode/resbund.h>
@@ -92,6 +93,10 @@ public:
     uint32_t parallelKinds;
     icu::UnicodeString text;
     std::vector<CMessageDetail> details;
+    /// A template with no details, formatted once in plainCharSet.
+    std::string plainText;
+    int plainCharSet = 0;
+    bool plainReady = false;
 };
 
 /// The parallel kinds of a template: which kinds of process report it.

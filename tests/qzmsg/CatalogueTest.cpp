@@ -6,12 +6,14 @@
 //
 //===----------------------------------------------------------------------===//
 #include "qzmsg/CMessageFactory.h"
+#include "qzmsg/detail/CatalogueCheck.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -102,6 +104,31 @@ TEST(Catalogue, EveryRaisedNumberHasAnEntry) {
         EXPECT_TRUE(U_SUCCESS(ec))
             << "message " << n << " is raised but not in catalogue/qzMessage.txt";
     }
+}
+
+// The check the factory makes of a catalogue file before ICU reads it (ICU
+// trusts every offset, and gets the bytes without their length): the real
+// catalogue passes; no prefix of it, and none of the damage the fuzzer found,
+// does.
+TEST(Catalogue, DamagedFilesAreRefusedBeforeICUReadsThem) {
+    const fs::path dat = fs::read_symlink("/proc/self/exe").parent_path() / "qzMessage.dat";
+    std::ifstream in(dat, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    ASSERT_GT(bytes.size(), 1000u) << dat;
+    EXPECT_TRUE(qzs::qzlib::detail::checkCatalogueBytes(bytes.data(), bytes.size()));
+    // A cut into the data is refused; the package's few bytes of padding
+    // after the bundle are not read by anyone.
+    for (size_t cut = 0; cut + 16 < bytes.size(); cut += 7)
+        ASSERT_FALSE(qzs::qzlib::detail::checkCatalogueBytes(bytes.data(), cut))
+            << "cut at " << cut;
+    // The bundle inside the package, with the bits that point at a pool
+    // bundle set (found by fuzzing: ICU followed them out of the data).
+    const size_t bundle = bytes.find("ResB") - 12;
+    std::string pooled = bytes;
+    pooled[bundle + 0x20 + 4 * 6 + 1] = '\xff';
+    EXPECT_FALSE(qzs::qzlib::detail::checkCatalogueBytes(pooled.data(), pooled.size()));
+    const std::string other = "not a catalogue at all, only text that goes on for a while";
+    EXPECT_FALSE(qzs::qzlib::detail::checkCatalogueBytes(other.data(), other.size()));
 }
 
 } // namespace
