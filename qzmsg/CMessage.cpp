@@ -200,6 +200,7 @@ char const* CMessage::Format(qzunicode::ULibCharSet charSet) const {
             details = static_cast<std::vector<CDataItem>*>(*item);
         }
         if (details) {
+            arguments.reserve(details->size());
             const std::vector<CMessageDetail>& kinds = messageTemplate->details;
             for (size_t i = 0; i < details->size(); ++i)
                 arguments.push_back(

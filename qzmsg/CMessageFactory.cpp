@@ -430,6 +430,20 @@ bool CMessageFactory::UseBundle(icu::ResourceBundle* opened, char const* name) {
         return false;
     }
     impl->bundle = bundle.release();
+    // A catalogue whose tables are of the wrong shape is not half kept: the
+    // factory is left as it was, and may load another.
+    auto forget = [this] {
+        for (CMessageSeverity* severity : impl->severities)
+            delete severity;
+        impl->severities.clear();
+        for (auto& entry : impl->classSeverities)
+            delete entry.second;
+        impl->classSeverities.clear();
+        impl->maxIssue.clear();
+        delete impl->bundle;
+        impl->bundle = nullptr;
+        return false;
+    };
 
     // Severities and their actions, then the class and code rules, then the
     // limits. A table of the wrong shape fails the load.
@@ -451,13 +465,13 @@ bool CMessageFactory::UseBundle(icu::ResourceBundle* opened, char const* name) {
             // A list of one action may also stand as a plain string.
             const bool single = entry.getType() == URES_STRING;
             if (U_FAILURE(ec) || (entry.getType() != URES_ARRAY && !single))
-                return false;
+                return forget();
             auto* severity = new CMessageSeverity(entry.getKey());
             impl->severities.push_back(severity);
             for (int a = 0; a < (single ? 1 : entry.getSize()); ++a) {
                 icu::ResourceBundle word = single ? entry : entry.get(a, ec);
                 if (U_FAILURE(ec) || word.getType() != URES_STRING)
-                    return false;
+                    return forget();
                 auto* action = new CAction;
                 action->Load(text(word).c_str(), nullptr);
                 severity->AddAction(action);
@@ -468,7 +482,7 @@ bool CMessageFactory::UseBundle(icu::ResourceBundle* opened, char const* name) {
         for (int i = 0; i < t.getSize(); ++i) {
             icu::ResourceBundle entry = t.get(i, ec);
             if (U_FAILURE(ec) || !SetSeverity(entry.getKey(), nullptr, text(entry).c_str()))
-                return false;
+                return forget();
         }
     }
     if (table("MessageCodeSeverity", t)) {
@@ -477,20 +491,20 @@ bool CMessageFactory::UseBundle(icu::ResourceBundle* opened, char const* name) {
             char const* key = entry.getKey();
             if (U_FAILURE(ec) || !key || std::strlen(key) < 3 ||
                 !SetSeverity(key, key + 2, text(entry).c_str()))
-                return false;
+                return forget();
         }
     }
     if (table("MessageMaxIssue", t)) {
         for (int i = 0; i < t.getSize(); ++i) {
             icu::ResourceBundle entry = t.get(i, ec);
             if (U_FAILURE(ec) || entry.getType() != URES_INT)
-                return false;
+                return forget();
             SetMaxIssue(static_cast<unsigned int>(std::strtol(entry.getKey(), nullptr, 10)),
                         entry.getUInt(ec));
         }
     }
     if (U_FAILURE(ec))
-        return false;
+        return forget();
     if (!g_default.load()) {
         CMessageFactory* expected = nullptr;
         g_default.compare_exchange_strong(expected, this);
