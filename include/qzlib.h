@@ -84,6 +84,8 @@
 #include "qzlog/PatternLayout.h"
 #include "qzlog/StandardLoggers.h"
 #include "qzlog/WriterAppender.h"
+#include "qzlog/config/DOMConfigurator.h"
+#include "qzlog/config/Discovery.h"
 #include "qzstd/CDataItem.h"
 
 #endif // QZLIB_H

@@ -29,6 +29,12 @@ bool BasicConfigurator::configure(Appender& appender) {
     return true;
 }
 
+void BasicConfigurator::resetConfiguration() {
+    // resetConfiguration holds every logger itself, in the order that a log
+    // call delivering a full buffer takes the same locks.
+    Logger::getRepository().resetConfiguration();
+}
+
 } // namespace qzlog
 } // namespace qzlib
 } // namespace qzs

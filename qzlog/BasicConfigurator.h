@@ -21,6 +21,10 @@ public:
     /// Attaches `appender` to the root logger and refolds every effective
     /// level byte. Returns true.
     static bool configure(Appender& appender);
+    /// Back to the default set-up and the conventional file search
+    /// (LoggerRepository::resetConfiguration), with every logger held still
+    /// while it runs.
+    static void resetConfiguration();
 };
 
 } // namespace qzlog

@@ -610,6 +610,10 @@ unsigned long LogBufferImpl::contextCount() {
     return g->contexts.size();
 }
 
+Mutex& LogBufferImpl::deliveryMutex() {
+    return g->bufferMutex;
+}
+
 void LogBuffer::getTotals(unsigned long& events, unsigned long& bytes) {
     LogBufferImpl::getTotals(events, bytes);
 }

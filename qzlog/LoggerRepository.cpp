@@ -6,7 +6,10 @@
 #include "qzlog/detail/LogBuffer.h"
 #include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
+#include "qzlog/detail/ConfigurationPause.h"
+#include "qzlog/detail/ConfigurationSeam.h"
 #include "qzlog/detail/LoggerName.h"
+#include "qzmsg/CAppContext.h"
 #include "qzstd/Event.h"
 #include "qzstd/Mutex.h"
 
@@ -326,6 +329,86 @@ void LoggerRepository::shutdown() {
     // buffer locks; holding it here would invert the order.
     LogBufferImpl::shutdown();
     removeAllAppenders();
+}
+
+namespace {
+
+// Pauses held by this thread: only the outermost takes the locks.
+thread_local unsigned int t_pauseDepth = 0;
+
+// A search of the logging directories is under way (see loadConfiguration).
+std::atomic<bool> g_loadingConfiguration{false};
+
+} // namespace
+
+ConfigurationPause::ConfigurationPause() : m_outermost(t_pauseDepth++ == 0), m_context(nullptr) {
+    if (!m_outermost)
+        return;
+    LoggerRepository& repository = Logger::getRepository();
+    m_context = LogBufferImpl::getThreadContext(0);
+    if (m_context)
+        m_context->mutex.Lock();
+    LogBufferImpl::deliveryMutex().Lock();
+    repository.impl->mutex.Lock();
+    m_loggers.reserve(repository.impl->tree.size());
+    for (auto& entry : repository.impl->tree)
+        m_loggers.push_back(entry.second);
+    for (Logger* l : m_loggers)
+        l->lock.Lock();
+}
+
+ConfigurationPause::~ConfigurationPause() {
+    --t_pauseDepth;
+    if (!m_outermost)
+        return;
+    for (auto it = m_loggers.rbegin(); it != m_loggers.rend(); ++it)
+        (*it)->lock.Unlock();
+    Logger::getRepository().impl->mutex.Unlock();
+    LogBufferImpl::deliveryMutex().Unlock();
+    if (m_context)
+        m_context->mutex.Unlock();
+}
+
+bool ConfigurationPause::insidePause() {
+    return t_pauseDepth != 0;
+}
+
+void LoggerRepository::loadConfiguration() {
+    static const std::string appPrefix = "app-" + getAppContextText("BuildApplication");
+    // Ends the recursion of a file with "reset" in it, which comes back here
+    // through resetConfiguration.
+    if (g_loadingConfiguration.exchange(true))
+        return;
+    detail::applyConfigurationFiles("xqz-");
+    CAppContext* context = getAppContext();
+    const CContextItem* legacy = context->GetItem(CContext::GetContextItemID("DirStructureIsLegacy"));
+    const bool isLegacy = legacy && legacy->Read<bool>();
+    if (!isLegacy || context->GetItem(CContext::GetContextItemID("SCALoggingMode"))) {
+        detail::applyConfigurationFiles("sca-");
+        detail::applyConfigurationFiles(appPrefix.c_str());
+    }
+    g_loadingConfiguration.store(false);
+}
+
+void LoggerRepository::resetConfiguration() {
+    // The buffers go out to the appenders that are about to close. Flushing
+    // takes every thread's context mutex, so it cannot run inside a pause: a
+    // load that resets flushes before it takes its own.
+    if (!ConfigurationPause::insidePause())
+        LogBufferImpl::flushBuffers();
+    ConfigurationPause pause;
+    removeAllAppenders();
+    for (auto& entry : impl->tree) {
+        Logger* l = entry.second;
+        __atomic_store_n(&l->level, l == impl->root ? Level::Warn : Level::Inherit, __ATOMIC_RELAXED);
+        l->setAdditivity(true);
+    }
+    recalculateEffectiveLevels();
+    loadConfiguration();
+    ScopedLock guard(impl->configurationLock);
+    for (auto callback : impl->configurations)
+        callback(this);
+    impl->configurationEvent.Reset();
 }
 
 const char* LoggerRepository::getThreadName() {

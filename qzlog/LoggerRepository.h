@@ -70,6 +70,19 @@ public:
     /// Whether the callback list changed since the last call; resets it.
     bool configurationChanged() const;
 
+    /// The conventional search: applies the "xqz-" files of the logging
+    /// directories, then (unless the directory layout is the legacy one and
+    /// the application context has no "SCALoggingMode" item) the "sca-" files
+    /// and the "app-<BuildApplication>" files. A call made while a search is
+    /// under way (a file with "reset" in it) returns at once.
+    void loadConfiguration();
+    /// Back to the defaults, then the conventional search: flushes the
+    /// buffers, closes and detaches every appender, sets the root to WARN and
+    /// every other logger to INHERIT with additivity, runs loadConfiguration,
+    /// then each configuration callback in order. The change event is reset
+    /// after, so that this round is not itself seen as a change.
+    void resetConfiguration();
+
     /// Replaces each occurrence of `from` by `to` in every logger.
     void replaceAppender(Appender* from, Appender* to);
     /// Closes each attached appender and empties every logger's list.

@@ -17,6 +17,7 @@
 #define QZLOG_DETAIL_LOGBUFFER_H
 
 #include "qzstd/ItemPool.h"
+#include "qzstd/Mutex.h"
 #include "qzlog/LoggingEvent.h"
 #include "qzstd/SparseArray.h"
 
@@ -123,6 +124,9 @@ public:
     static void saveAllToFile();
     /// The contexts that exist now, reader-side ones included.
     static unsigned long contextCount();
+    /// The mutex that every delivery of a full buffer holds: taken before
+    /// the repository mutex (see ConfigurationPause).
+    static MultiThreading::Mutex& deliveryMutex();
 
     ControlData* currentBuffer;
     unsigned char* cursor;
