@@ -3,15 +3,21 @@
 // What a newcomer runs first: a host that says what it is, configures logging
 // without a file, builds a small logger tree with levels and additivity, adds
 // a pattern layout and a filter chain, logs from two threads, keeps a text in
-// the character set it came in, raises numbered messages of its own, and
-// prints the summary report the library keeps.
+// the character set it came in, raises numbered messages of its own, finds
+// its logging files in an installation tree and follows a change to them
+// while it runs, and prints the summary report the library keeps.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 using namespace qzs::qzlib::qzlog;
 
@@ -22,6 +28,7 @@ namespace {
 Logger* const g_capture = Logger::getRepository().getLogger("demo.capture");
 Logger* const g_reader = Logger::getRepository().getLogger("demo.capture.reader");
 Logger* const g_audit = Logger::getRepository().getLogger("demo.audit");
+Logger* const g_apply = Logger::getRepository().getLogger("demo.apply");
 
 // A host raises its messages by number: the catalogue holds the text and
 // the severity, and the severity decides what happens.
@@ -29,8 +36,8 @@ void showMessages() {
     using namespace qzs::qzlib;
     const qzapp::CTableName table("ORDERS");
     // An information: a console line and the error log.
-    raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95001, IssueAndDispose, "EXT1", 1200,
-                 qzapp::enquote(table).c_str());
+    raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95001, IssueAndDispose,
+                 "EXT1", 1200, qzapp::enquote(table).c_str());
     // A stored message: kept in this thread's error context, read back.
     raiseMessage(QZ_SOURCE("demo", "examples/qzdemo", "showMessages"), 95002, IssueAndDispose, 42,
                  "its key column is null");
@@ -86,10 +93,89 @@ void showText() {
     std::printf("%s\n%s\n", order.c_str(utf8), copy.c_str(utf8));
 }
 
+// Writes `body` to `path` as a whole: a new file renamed over the old one,
+// the way an installer or an editor replaces a file, so a watcher never reads
+// half of it.
+void replaceFile(const std::string& path, const std::string& body) {
+    const std::string temporary = path + ".new";
+    std::ofstream(temporary) << body;
+    std::filesystem::rename(temporary, path);
+}
+
+// A process finds its logging files by convention: "xqz-*.xml" for every
+// process of the installation, then "qzlog-<application>.xml" in the
+// configuration directory, watched while the process runs.
+void showConfiguration() {
+    using qzs::qzlib::getAppContextText;
+    // The installation's own files lie under its library directory; a site's
+    // under its configuration directory, and are applied after them.
+    const std::string logging = getAppContextText("DirProcessLib") + "utl/logging/";
+    const std::string conf = qzs::qzlib::sca::FilesysHierarchy::getInstance().get("Conf");
+    std::filesystem::create_directories(logging);
+    std::filesystem::create_directories(conf);
+    std::printf("the installation's logging files: %s; this application's: %s\n", logging.c_str(),
+                conf.c_str());
+    replaceFile(logging + "xqz-demo.xml",
+                "<configuration>\n"
+                "  <appender name=\"console\" class=\"ConsoleAppender\">\n"
+                "    <layout class=\"PatternLayout\"><param name=\"Pattern\" value=\"FILE %-5p %c "
+                "- %m%n\"/></layout>\n"
+                "  </appender>\n"
+                "  <logger name=\"demo.apply\" additivity=\"false\">\n"
+                "    <level value=\"INFO\"/><appender-ref name=\"console\"/>\n"
+                "  </logger>\n"
+                "</configuration>\n");
+    const std::string own = conf + "qzlog-" + getAppContextText("BuildApplication") + ".xml";
+    const char* quiet =
+        "<configuration><logger name=\"demo.apply\" additivity=\"false\"><level value=\"WARN\"/>"
+        "</logger></configuration>\n";
+    replaceFile(own, quiet);
+
+    // The library's own configurator watches the file every 100 ms.
+    QZLOG_Enable(nullptr, 100);
+    QZ_WARN(g_apply, "qzlog-extract.xml holds demo.apply at %s",
+            Level::getName(g_apply->getEffectiveLevel()));
+    QZ_INFO(g_apply, "so this INFO line is not printed");
+
+    replaceFile(
+        own,
+        "<configuration><logger name=\"demo.apply\" additivity=\"false\"><level value=\"debug\"/>"
+        "</logger></configuration>\n");
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (g_apply->getEffectiveLevel() != Level::Debug &&
+           std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    QZ_DEBUG(g_apply, "the file was rewritten while the process ran: demo.apply is now at %s",
+             Level::getName(g_apply->getEffectiveLevel()));
+}
+
+// Gives the demo an installation tree of its own: a fresh temporary home named
+// by XQZ_HOME. The directory map is read when the library loads, before main,
+// so the demo starts itself again with that environment.
+void becomeInstalled(char** argv) {
+    if (std::getenv("QZDEMO_HOME"))
+        return;
+    char home[] = "/tmp/qzdemo-XXXXXX";
+    if (!::mkdtemp(home))
+        return;
+    ::setenv("QZDEMO_HOME", home, 1);
+    ::setenv("XQZ_HOME", home, 1);
+    // bin and lib side by side make it the standard layout, not the legacy one.
+    std::filesystem::create_directories(std::string(home) + "/bin");
+    std::filesystem::create_directories(std::string(home) + "/lib");
+    ::execv("/proc/self/exe", argv);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    const char* activityFile = argc > 1 ? argv[1] : "qzdemo-activity.bin";
+    // A bare file name would go to the log directory of the installation.
+    const std::string activityPath =
+        std::filesystem::absolute(argc > 1 ? argv[1] : "qzdemo-activity.bin");
+    if (argc > 1)
+        argv[1] = const_cast<char*>(activityPath.c_str());
+    becomeInstalled(argv);
+    const char* activityFile = activityPath.c_str();
 
     // Every event also lands as tokens in its thread's binary buffer; an
     // appender with a BinaryLayout receives whole buffers and keeps them as an
@@ -104,31 +190,38 @@ int main(int argc, char** argv) {
     // directories and its service deployment, all from the application context.
     using qzs::qzlib::getAppContextText;
     std::printf("== 0. Who this process is\n%s %s (%s), process %s, logs in %s, deployment %s\n\n",
-                getAppContextText("BuildProgramString").c_str(), getAppContextText("BuildVersion").c_str(),
-                getAppContextText("BuildConfig").c_str(), getAppContextText("ProcessID").c_str(),
-                getAppContextText("DirProcessLog").c_str(), getAppContextText("ScaDeploymentName").c_str());
+                getAppContextText("BuildProgramString").c_str(),
+                getAppContextText("BuildVersion").c_str(), getAppContextText("BuildConfig").c_str(),
+                getAppContextText("ProcessID").c_str(), getAppContextText("DirProcessLog").c_str(),
+                getAppContextText("ScaDeploymentName").c_str());
 
-    std::printf("== 1. BasicConfigurator: a console appender on the root, pattern \"%%r [%%t] %%p %%c - %%m%%n\"\n");
+    std::printf("== 1. BasicConfigurator: a console appender on the root, pattern \"%%r [%%t] %%p "
+                "%%c - %%m%%n\"\n");
     BasicConfigurator::configure();
     Logger* root = Logger::getRepository().getRootLogger();
     QZ_WARN(root, "the root logs at WARN and above; INFO and DEBUG stay silent");
     QZ_INFO(root, "so this INFO line is not printed");
     QZ_ERROR(root, "an ERROR passes too");
 
-    std::printf("\n== 2. Levels inherit down the tree: demo.capture at DEBUG, its reader inherits\n");
+    std::printf(
+        "\n== 2. Levels inherit down the tree: demo.capture at DEBUG, its reader inherits\n");
     g_capture->setLevel(Level::Debug);
-    QZ_DEBUG(g_reader, "reader effective level is %s", Level::getName(g_reader->getEffectiveLevel()));
+    QZ_DEBUG(g_reader, "reader effective level is %s",
+             Level::getName(g_reader->getEffectiveLevel()));
 
-    std::printf("\n== 3. A second appender with its own pattern, and additivity switched off for audit\n");
-    ConsoleAppender* audit = new ConsoleAppender("audit", stdout, new PatternLayout("AUDIT %-5p %c{1}: %m%n"));
+    std::printf(
+        "\n== 3. A second appender with its own pattern, and additivity switched off for audit\n");
+    ConsoleAppender* audit =
+        new ConsoleAppender("audit", stdout, new PatternLayout("AUDIT %-5p %c{1}: %m%n"));
     g_audit->addAppender(*audit);
     g_audit->setAdditivity(false);
     g_audit->setLevel(Level::Info);
     QZ_INFO(g_audit, "user %s changed parameter %s to %d", "admin", "MAXTRANS", 500);
 
-    std::printf("\n== 4. A filter chain: only WARN and above that mention \"finished\" pass the detailed appender\n");
-    ConsoleAppender* detailed =
-        new ConsoleAppender("detailed", stdout, new PatternLayout("DETAIL %d{%H:%M:%S} [%-8t] %-5p %.12c %l - %m%n"));
+    std::printf("\n== 4. A filter chain: only WARN and above that mention \"finished\" pass the "
+                "detailed appender\n");
+    ConsoleAppender* detailed = new ConsoleAppender(
+        "detailed", stdout, new PatternLayout("DETAIL %d{%H:%M:%S} [%-8t] %-5p %.12c %l - %m%n"));
     detailed->addFilter(new LevelRangeFilter(Level::Warn, Level::Fatal, Filter::Neutral));
     detailed->addFilter(new StringMatchFilter("finished", Filter::Accept));
     detailed->addFilter(new DenyAllFilter());
@@ -150,10 +243,15 @@ int main(int argc, char** argv) {
     std::printf("\n== 7. Text keeps its bytes until somebody reads it\n");
     showText();
 
-    std::printf("\n== 8. Numbered messages from the catalogue (the host's own are in extract.dat)\n");
+    std::printf(
+        "\n== 8. Numbered messages from the catalogue (the host's own are in extract.dat)\n");
     showMessages();
 
-    std::printf("\n== 9. The summary report\n");
+    std::printf(
+        "\n== 9. Logging files found by convention, and one rewritten while the process runs\n");
+    showConfiguration();
+
+    std::printf("\n== 10. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -161,6 +259,8 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 10. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 11. The binary activity of this run is in %s\n", activityFile);
+    if (const char* home = std::getenv("QZDEMO_HOME"))
+        std::filesystem::remove_all(home);
     return 0;
 }

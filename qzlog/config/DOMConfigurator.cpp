@@ -67,10 +67,9 @@ struct Site {
     unsigned int line;
 };
 
-template <typename... Args>
-void report(Site site, int number, const Args&... args) {
-    raiseMessage(new CSourceContext("qzlog", "qzlog/DOMConfigurator", site.method, site.line), number,
-                 IssueAndDispose, args...);
+template <typename... Args> void report(Site site, int number, const Args&... args) {
+    raiseMessage(new CSourceContext("qzlog", "qzlog/DOMConfigurator", site.method, site.line),
+                 number, IssueAndDispose, args...);
 }
 
 // Kept for the messages of the file being applied: they name it through
@@ -143,7 +142,8 @@ xml::DOMElement* getFirstChild(const xml::DOMNode* node, const char* name) {
 xml::DOMElement* getNextSibling(const xml::DOMElement* node) {
     const std::string name = nodeName(node);
     for (xml::DOMNode* n = node->getNextSibling(); n; n = n->getNextSibling())
-        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE && equalsNoCase(nodeName(n), name.c_str()))
+        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE &&
+            equalsNoCase(nodeName(n), name.c_str()))
             return static_cast<xml::DOMElement*>(n);
     return nullptr;
 }
@@ -159,7 +159,8 @@ void warnUnknownChildren(const xml::DOMNode* node, std::initializer_list<const c
         for (const char* k : known)
             found = found || equalsNoCase(name, k);
         if (!found) {
-            const std::string warning = fileItem() + ": the element <" + name + "> in <" + nodeName(node) +
+            const std::string warning = fileItem() + ": the element <" + name + "> in <" +
+                                        nodeName(node) +
                                         "> is not part of a logging configuration and is ignored";
             report("DOMConfiguratorImpl::loadConfiguration", 1527, warning.c_str());
         }
@@ -195,7 +196,8 @@ bool loadParams(const xml::DOMElement* node, const std::string& owner, Params& p
         const std::string name = attribute(p, "name");
         const std::string value = attribute(p, "value");
         if (name.empty() || value.empty()) {
-            badValue("a parameter of " + owner + " has " + (name.empty() ? "no name" : "no value for " + name));
+            badValue("a parameter of " + owner + " has " +
+                     (name.empty() ? "no name" : "no value for " + name));
             return false;
         }
         params[name] = value;
@@ -208,7 +210,8 @@ bool loadLevel(const xml::DOMElement* node, unsigned char& out) {
     return true;
 }
 
-bool loadLayout(const xml::DOMElement* node, const std::string& appender, Layout*& out, bool& isBinary) {
+bool loadLayout(const xml::DOMElement* node, const std::string& appender, Layout*& out,
+                bool& isBinary) {
     const std::string cls = attribute(node, "class");
     if (cls.empty()) {
         badValue("the layout of appender " + appender + " has no class");
@@ -221,7 +224,8 @@ bool loadLayout(const xml::DOMElement* node, const std::string& appender, Layout
         std::string pattern = "%m%n";
         for (const auto& p : params) {
             if (!equalsNoCase(p.first, "Pattern")) {
-                report("DOMConfiguratorImpl::loadLayout", 1539, appender.c_str(), cls.c_str(), p.first.c_str());
+                report("DOMConfiguratorImpl::loadLayout", 1539, appender.c_str(), cls.c_str(),
+                       p.first.c_str());
                 return false;
             }
             pattern = p.second;
@@ -232,7 +236,7 @@ bool loadLayout(const xml::DOMElement* node, const std::string& appender, Layout
     if (equalsNoCase(cls, "BinaryLayout")) {
         if (!params.empty()) {
             report("DOMConfiguratorImpl::loadLayout", 1539, appender.c_str(), cls.c_str(),
-                  params.begin()->first.c_str());
+                   params.begin()->first.c_str());
             return false;
         }
         out = new BinaryLayout();
@@ -253,7 +257,8 @@ bool loadFilter(const xml::DOMElement* node, const std::string& appender, Filter
     if (!loadParams(node, "a filter of appender " + appender, params))
         return false;
     auto unknown = [&](const std::string& parameter) {
-        report("DOMConfiguratorImpl::loadFilter", 1541, appender.c_str(), cls.c_str(), parameter.c_str());
+        report("DOMConfiguratorImpl::loadFilter", 1541, appender.c_str(), cls.c_str(),
+               parameter.c_str());
         return false;
     };
     if (equalsNoCase(cls, "LevelMatchFilter")) {
@@ -322,14 +327,16 @@ Appender* newSyslogAppender(bool /*remote*/, const Params& /*params*/) {
 
 // Applies one parameter to a file appender; false for one the class does
 // not take.
-bool setFileParameter(FileAppender* appender, RollingFileAppender* rolling, DailyRollingFileAppender* daily,
-                      const std::string& name, const std::string& value, const std::string& appenderName,
+bool setFileParameter(FileAppender* appender, RollingFileAppender* rolling,
+                      DailyRollingFileAppender* daily, const std::string& name,
+                      const std::string& value, const std::string& appenderName,
                       long& maxFileSize) {
     long number = 0;
     auto number_or_default = [&](const char* what) {
         if (parseInt(value, number) && number >= 0)
             return true;
-        badValue("parameter " + std::string(what) + " of appender " + appenderName + " is not a number: " + value);
+        badValue("parameter " + std::string(what) + " of appender " + appenderName +
+                 " is not a number: " + value);
         return false;
     };
     if (equalsNoCase(name, "File"))
@@ -398,7 +405,8 @@ bool loadAppender(const xml::DOMElement* node) {
         return false;
     }
     if (!badParameter.empty()) {
-        report("DOMConfiguratorImpl::loadAppender", 1537, name.c_str(), cls.c_str(), badParameter.c_str());
+        report("DOMConfiguratorImpl::loadAppender", 1537, name.c_str(), cls.c_str(),
+               badParameter.c_str());
         delete appender;
         return false;
     }
@@ -429,8 +437,8 @@ bool loadAppender(const xml::DOMElement* node) {
         if (file)
             file->setBufferedIO(false);
         if (maxFileSize >= 1 && maxFileSize <= 1048575)
-            report("DOMConfiguratorImpl::loadAppender", 1730, name.c_str(), static_cast<uint64_t>(maxFileSize),
-                  "1MB");
+            report("DOMConfiguratorImpl::loadAppender", 1730, name.c_str(),
+                   static_cast<uint64_t>(maxFileSize), "1MB");
         if (appender->getFilter()) {
             report("DOMConfiguratorImpl::loadAppender", 1731, name.c_str());
             delete appender;
@@ -465,12 +473,13 @@ bool loadLogger(const xml::DOMElement* node) {
         loadLevel(level, value);
         logger->setLevel(value);
     }
-    for (xml::DOMElement* ref = getFirstChild(node, "appender-ref"); ref; ref = getNextSibling(ref)) {
+    for (xml::DOMElement* ref = getFirstChild(node, "appender-ref"); ref;
+         ref = getNextSibling(ref)) {
         const std::string appenderName = attribute(ref, "name");
         Appender* appender = Appender::findAppender(appenderName.c_str());
         if (!appender) {
             report("DOMConfiguratorImpl::loadLogger", 1526, name.empty() ? "root" : name.c_str(),
-                  appenderName.c_str());
+                   appenderName.c_str());
             continue;
         }
         // Departure, for lines written twice: a file applied again (the
@@ -597,7 +606,8 @@ bool DOMConfiguratorImpl::findFile(const char* name, std::string& found) const {
     return false;
 }
 
-bool DOMConfiguratorImpl::findFile(const std::vector<std::string>& names, std::string& found) const {
+bool DOMConfiguratorImpl::findFile(const std::vector<std::string>& names,
+                                   std::string& found) const {
     for (const std::string& name : names)
         if (findFile(name.c_str(), found))
             return true;
@@ -652,7 +662,8 @@ bool DOMConfiguratorImpl::configure(const std::string& path) {
     const int readError = got < 0 ? errno : 0;
     ::close(fd);
     if (readError != 0 || data.size() > MaxFileSize) {
-        const std::string reason = readError ? std::strerror(readError) : "the file grew while it was read";
+        const std::string reason =
+            readError ? std::strerror(readError) : "the file grew while it was read";
         report("DOMConfiguratorImpl::configure", 1534, static_cast<uint64_t>(0), reason.c_str());
         return false;
     }
@@ -677,7 +688,8 @@ bool DOMConfiguratorImpl::apply(const char* data, std::size_t size, const std::s
     parser.setErrorHandler(&errors);
 
     try {
-        xml::MemBufInputSource source(reinterpret_cast<const XMLByte*>(data), size, path.c_str(), false);
+        xml::MemBufInputSource source(reinterpret_cast<const XMLByte*>(data), size, path.c_str(),
+                                      false);
         parser.parse(source);
     } catch (const xml::XMLException& e) {
         if (!errors.failed) {
@@ -767,7 +779,8 @@ unsigned int watchThread(void* argument) {
 
 } // namespace
 
-void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names, unsigned int period) {
+void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names,
+                                            unsigned int period) {
     if (period == 0) {
         report("DOMConfiguratorImpl::configureAndWatch", 1522);
         std::exit(12);
@@ -822,7 +835,8 @@ void DOMConfigurator::configureAndWatch(const char* name, unsigned int interval)
     configureAndWatch(&name, 1, interval);
 }
 
-void DOMConfigurator::configureAndWatch(const char** files, unsigned long count, unsigned int interval) {
+void DOMConfigurator::configureAndWatch(const char** files, unsigned long count,
+                                        unsigned int interval) {
     std::vector<std::string> names;
     for (unsigned long i = 0; files && i < count; ++i)
         if (files[i])

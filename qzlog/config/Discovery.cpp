@@ -33,7 +33,8 @@ std::string asDirectory(std::string path) {
 }
 
 int byName(const void* a, const void* b) {
-    return std::strcmp(static_cast<const file_info_def*>(a)->name, static_cast<const file_info_def*>(b)->name);
+    return std::strcmp(static_cast<const file_info_def*>(a)->name,
+                       static_cast<const file_info_def*>(b)->name);
 }
 
 } // namespace
@@ -47,7 +48,8 @@ void loadConfigurationFiles(const char* prefix) {
     for (const std::string& directory : directories) {
         struct stat info;
         // A missing directory is an empty one, and says nothing.
-        if (directory.size() <= 1 || ::stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+        if (directory.size() <= 1 || ::stat(directory.c_str(), &info) != 0 ||
+            !S_ISDIR(info.st_mode))
             continue;
         const std::string pattern = directory + (prefix ? prefix : "") + "*.xml";
         file_info_def* list = nullptr;
