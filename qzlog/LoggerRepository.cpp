@@ -374,7 +374,8 @@ bool ConfigurationPause::insidePause() {
 }
 
 void LoggerRepository::loadConfiguration() {
-    static const std::string appPrefix = "app-" + getAppContextText("BuildApplication");
+    // Never destroyed: a watch thread may still reset while the process exits.
+    static const std::string& appPrefix = *new std::string("app-" + getAppContextText("BuildApplication"));
     // Ends the recursion of a file with "reset" in it, which comes back here
     // through resetConfiguration.
     if (g_loadingConfiguration.exchange(true))

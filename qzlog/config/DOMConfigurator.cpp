@@ -460,9 +460,9 @@ bool loadAppender(const xml::DOMElement* node) {
     return true;
 }
 
-bool loadLogger(const xml::DOMElement* node) {
+bool loadLogger(const xml::DOMElement* node, bool isRoot) {
     LoggerRepository& repository = Logger::getRepository();
-    const std::string name = attribute(node, "name");
+    const std::string name = isRoot ? std::string() : attribute(node, "name");
     Logger* logger = repository.getRootLogger();
     if (!name.empty()) {
         logger = repository.getLogger(name.c_str(), nullptr);
@@ -523,12 +523,12 @@ bool loadConfiguration(const xml::DOMDocument* document, const std::string& path
     }
     for (xml::DOMElement* l = getFirstChild(root, "logger"); ok && l; l = getNextSibling(l)) {
         warnUnknownChildren(l, {"level", "appender-ref"});
-        ok = loadLogger(l);
+        ok = loadLogger(l, false);
     }
     if (ok) {
         if (const xml::DOMElement* r = getFirstChild(root, "root")) {
             warnUnknownChildren(r, {"level", "appender-ref"});
-            ok = loadLogger(r);
+            ok = loadLogger(r, true);
         }
     }
     // Attaching appenders does not refold the effective bytes by itself.
@@ -589,7 +589,8 @@ bool DOMConfiguratorImpl::findFile(const char* name, std::string& found) const {
     }
     if (name[0] == '/')
         return false;
-    static const std::string programDir = getAppContextText("ProcessExecutableDir");
+    // Never destroyed: a watch thread may still look while the process exits.
+    static const std::string& programDir = *new std::string(getAppContextText("ProcessExecutableDir"));
     const std::string workingDir = getAppContextText("ProcessWorkingDir");
     for (const std::string* dir : {&programDir, &workingDir}) {
         if (dir->empty())

@@ -41,11 +41,13 @@ int byName(const void* a, const void* b) {
 
 void loadConfigurationFiles(const char* prefix) {
     // Read once: the directories of the process do not move while it runs.
-    static const std::string directories[2] = {
+    // Never destroyed: a watch thread may still reset while the process exits.
+    static const std::string* const directories = new std::string[2]{
         asDirectory(getAppContextText("DirProcessLib")) + "utl/logging/",
         asDirectory(getAppContextText("DirProcessConfLogging")),
     };
-    for (const std::string& directory : directories) {
+    for (int d = 0; d < 2; ++d) {
+        const std::string& directory = directories[d];
         struct stat info;
         // A missing directory is an empty one, and says nothing.
         if (directory.size() <= 1 || ::stat(directory.c_str(), &info) != 0 ||
