@@ -67,6 +67,8 @@ LoggerRepository::LoggerRepository() : impl(new Impl), threshold(Level::All) {
 }
 
 LoggerRepository::~LoggerRepository() {
+    // Before the mutex: a watch thread may be waiting for it.
+    detail::stopConfigurationWatches();
     ScopedLock guard(impl->mutex);
     shutdown();
     for (auto& entry : impl->tree)
@@ -319,6 +321,8 @@ void LoggerRepository::getSummaryReport(std::string& out) {
 }
 
 void LoggerRepository::shutdown() {
+    // No watch may apply a file again once the appenders are closed.
+    detail::stopConfigurationWatches();
     {
         ScopedLock guard(impl->mutex);
         for (auto& entry : impl->tree)

@@ -95,8 +95,9 @@ public:
     /// Appends the report of loggers, totals and appenders.
     void getSummaryReport(std::string& out);
 
-    /// Turns every logger OFF, shuts the log buffer down, then closes and
-    /// detaches every appender.
+    /// Stops the configuration watch threads, turns every logger OFF, shuts
+    /// the log buffer down, then closes and detaches every appender.
+    /// REQUIRES: no logging lock held.
     void shutdown();
 
     /// The calling thread's name.

@@ -19,6 +19,7 @@
 #include "qzlog/PatternLayout.h"
 #include "qzlog/WriterAppender.h"
 #include "qzlog/detail/ConfigurationPause.h"
+#include "qzlog/detail/ConfigurationSeam.h"
 #include "qzlog/detail/LogBuffer.h"
 #include "qzmsg/CAppContext.h"
 #include "qzmsg/Messages.h"
@@ -37,6 +38,7 @@
 #include <xercesc/util/TransService.hpp>
 #include <xercesc/util/XMLString.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -780,12 +782,30 @@ unsigned int watchThread(void* argument) {
 
 } // namespace
 
-void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names,
-                                            unsigned int period) {
+namespace {
+
+// The configurators whose watch threads run. Shutdown and process exit stop
+// them all, so that no thread applies a file while the appenders close and
+// the statics are destroyed. Never destroyed itself, for the same reason.
+struct Watches {
+    std::recursive_mutex mutex;
+    std::vector<DOMConfiguratorImpl*> running;
+};
+Watches& watches() {
+    static Watches* const all = new Watches();
+    return *all;
+}
+
+} // namespace
+
+void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names, unsigned int period) {
     if (period == 0) {
         report("DOMConfiguratorImpl::configureAndWatch", 1522);
         std::exit(12);
     }
+    static std::once_flag atExit;
+    std::call_once(atExit, [] { std::atexit(detail::stopConfigurationWatches); });
+    std::lock_guard<std::recursive_mutex> guard(watches().mutex);
     stopThread();
     interval = period;
     WatchArguments arguments;
@@ -793,14 +813,18 @@ void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& name
     arguments.names = names;
     stop = new Event(Event::ManualReset);
     thread = new Thread(watchThread, "ConfigWatchThread");
+    watches().running.push_back(this);
     thread->Start(&arguments);
     // Without limit: the first load is complete when the call returns.
     arguments.ready.Wait(0);
 }
 
 void DOMConfiguratorImpl::stopThread() {
+    std::lock_guard<std::recursive_mutex> guard(watches().mutex);
     if (!thread)
         return;
+    auto& running = watches().running;
+    running.erase(std::remove(running.begin(), running.end(), this), running.end());
     stop->Fire();
     thread->WaitForExit();
     delete thread;
@@ -808,6 +832,27 @@ void DOMConfiguratorImpl::stopThread() {
     thread = nullptr;
     stop = nullptr;
 }
+
+namespace detail {
+void stopConfigurationWatches() {
+    std::lock_guard<std::recursive_mutex> guard(watches().mutex);
+    auto& running = watches().running;
+    // A fatal message raised during a load ends the process from inside the
+    // load, perhaps on a watch thread: a thread cannot wait for itself, nor
+    // for a watch that waits for the locks this load holds. Those are only
+    // told to stop, and end with the process.
+    const bool canWait = !ConfigurationPause::insidePause();
+    while (!running.empty()) {
+        DOMConfiguratorImpl* impl = running.back();
+        if (canWait && Thread::GetCurrentThread() != impl->thread) {
+            impl->stopThread();
+        } else {
+            impl->stop->Fire();
+            running.pop_back();
+        }
+    }
+}
+} // namespace detail
 
 //===-- DOMConfigurator ----------------------------------------------------===//
 
