@@ -454,6 +454,9 @@ bool loadAppender(const xml::DOMElement* node) {
         Appender* old = Appender::findAppender(name.c_str());
         if (old && old != appender) {
             Logger::getRepository().replaceAppender(old, appender);
+            // An appender's destructor leaves its stream open: closing it
+            // here writes out what it still buffers and frees its file.
+            old->close();
             delete old;
         }
     }
