@@ -213,7 +213,7 @@ bool LogBufferImpl::storeLogger(unsigned short loggerId) {
     write16(loggerId);
     remaining -= 3;
     // The caller rolls back to the event's start if the level does not fit.
-    if (!storeLevel(logger ? logger->level : Level::Inherit))
+    if (!storeLevel(logger ? logger->getLevel() : Level::Inherit))
         return false;
     writeBytes(name, n + 1);
     remaining -= static_cast<uint32_t>(n + 1);

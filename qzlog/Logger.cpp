@@ -181,6 +181,7 @@ void Logger::setLevel(unsigned char newLevel) {
 void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
     for (Logger* l = this; l; l = l->parent) {
+        bool additive;
         if (l->impl->appenderCount.load(std::memory_order_acquire) != 0) {
             ScopedLock guard(l->lock);
             for (Appender* a : l->impl->appenders) {
@@ -190,8 +191,14 @@ void Logger::doAppend(const LoggingEvent* event) {
                 __atomic_store_n(&l->eventsIssued, __atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED) + 1,
                                  __ATOMIC_RELAXED);
             }
+            // Read with the appenders, under the same lock: read after it, a
+            // reload in between could send the event to this logger's old
+            // appenders and then, by its new additivity, to the parent's too.
+            additive = l->getAdditivity();
+        } else {
+            additive = l->getAdditivity();
         }
-        if (!l->getAdditivity() || !l->parent)
+        if (!additive || !l->parent)
             break;
     }
     eventsLogged.fetch_add(1, std::memory_order_relaxed);
