@@ -175,7 +175,8 @@ void BM_Reload_Watch100ms(benchmark::State& state) {
         return;
     }
 
-    std::mt19937 random(7);
+    // One sequence for the whole run: each repetition gets other moments.
+    static std::mt19937 random(7);
     std::uniform_int_distribution<int> phase(0, WatchInterval * 1000);
     std::vector<double> latencies;
     int next = 1;
