@@ -78,7 +78,9 @@ template <typename... Args> void report(Site site, int number, const Args&... ar
 // this item of the thread's error context.
 void setFileItem(const std::string& path) {
     static const ContextItemID id = CContext::GetContextItemID("ErrXMLFileName");
-    CErrorContext::GetContext()->SetItem(id, CDataItem(path.c_str()));
+    // An owned copy: the item outlives `path`, and a borrowed text would
+    // point into a string the caller has freed by the next message.
+    CErrorContext::GetContext()->SetItem(id, CDataItem(SafeStrdup(path.c_str()), true));
 }
 
 std::string fileItem() {
