@@ -3,11 +3,11 @@
 
 #include "qzlog/Appender.h"
 #include "qzlog/Level.h"
-#include "qzlog/detail/LogBuffer.h"
-#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/Logger.h"
 #include "qzlog/detail/ConfigurationPause.h"
 #include "qzlog/detail/ConfigurationSeam.h"
+#include "qzlog/detail/LogBuffer.h"
+#include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/detail/LoggerName.h"
 #include "qzmsg/CAppContext.h"
 #include "qzstd/Event.h"
@@ -58,6 +58,28 @@ struct LoggerRepository::Impl {
     Event configurationEvent{Event::ManualReset};
     std::vector<void (*)(LoggerRepository*)> configurations;
 };
+
+namespace {
+
+// Pauses held by this thread: only the outermost takes the locks.
+thread_local unsigned int t_pauseDepth = 0;
+// A refold asked for while this thread held a pause, done when it ends.
+thread_local bool t_recalculatePending = false;
+
+// Every logger, oldest first. Locks taken over several loggers are taken in
+// this order: a logger made while they are held comes last, as it will in
+// the next such walk.
+std::vector<Logger*> byAge(const std::map<const char*, Logger*>& tree) {
+    std::vector<Logger*> loggers;
+    loggers.reserve(tree.size());
+    for (auto& entry : tree)
+        loggers.push_back(entry.second);
+    std::sort(loggers.begin(), loggers.end(),
+              [](const Logger* a, const Logger* b) { return a->id < b->id; });
+    return loggers;
+}
+
+} // namespace
 
 LoggerRepository::LoggerRepository() : impl(new Impl), threshold(Level::All) {
     // Start-up runs on whichever thread touched the framework first, which
@@ -159,11 +181,7 @@ Logger* LoggerRepository::getRootLogger() {
 
 std::vector<Logger*> LoggerRepository::getCurrentLoggers() {
     ScopedLock guard(impl->mutex);
-    std::vector<Logger*> loggers;
-    loggers.reserve(impl->tree.size());
-    for (auto& entry : impl->tree)
-        loggers.push_back(entry.second);
-    return loggers;
+    return byAge(impl->tree);
 }
 
 unsigned long LoggerRepository::getLoggerCount() const {
@@ -183,6 +201,12 @@ void LoggerRepository::setThreshold(unsigned char value) {
 void LoggerRepository::recalculateEffectiveLevels() {
     if (!qzlogInitialized())
         return;
+    // A load sets many levels and thresholds; no event passes the loggers
+    // while it runs, so one refold at its end serves them all.
+    if (t_pauseDepth != 0) {
+        t_recalculatePending = true;
+        return;
+    }
     ScopedLock guard(impl->mutex);
     const unsigned char floor = threshold;
     for (auto& entry : impl->tree) {
@@ -261,7 +285,8 @@ struct LoggerRecord {
 };
 
 int byName(const void* a, const void* b) {
-    return std::strcmp(static_cast<const LoggerRecord*>(a)->name, static_cast<const LoggerRecord*>(b)->name);
+    return std::strcmp(static_cast<const LoggerRecord*>(a)->name,
+                       static_cast<const LoggerRecord*>(b)->name);
 }
 
 } // namespace
@@ -274,9 +299,10 @@ void LoggerRepository::getSummaryReport(std::string& out) {
         for (auto& entry : impl->tree) {
             Logger* l = entry.second;
             const char* name = l->getName();
-            records.push_back({name[0] ? name : "root", l->getEffectiveLevel(),
-                               static_cast<unsigned long>(l->eventsLogged.load()),
-                               static_cast<unsigned long>(__atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED))});
+            records.push_back(
+                {name[0] ? name : "root", l->getEffectiveLevel(),
+                 static_cast<unsigned long>(l->eventsLogged.load()),
+                 static_cast<unsigned long>(__atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED))});
         }
     }
     if (!records.empty())
@@ -337,9 +363,6 @@ void LoggerRepository::shutdown() {
 
 namespace {
 
-// Pauses held by this thread: only the outermost takes the locks.
-thread_local unsigned int t_pauseDepth = 0;
-
 // A search of the logging directories is under way (see loadConfiguration).
 std::atomic<bool> g_loadingConfiguration{false};
 
@@ -354,9 +377,7 @@ ConfigurationPause::ConfigurationPause() : m_outermost(t_pauseDepth++ == 0), m_c
         m_context->mutex.Lock();
     LogBufferImpl::deliveryMutex().Lock();
     repository.impl->mutex.Lock();
-    m_loggers.reserve(repository.impl->tree.size());
-    for (auto& entry : repository.impl->tree)
-        m_loggers.push_back(entry.second);
+    m_loggers = byAge(repository.impl->tree);
     for (Logger* l : m_loggers)
         l->lock.Lock();
 }
@@ -365,6 +386,10 @@ ConfigurationPause::~ConfigurationPause() {
     --t_pauseDepth;
     if (!m_outermost)
         return;
+    if (t_recalculatePending) {
+        t_recalculatePending = false;
+        Logger::getRepository().recalculateEffectiveLevels();
+    }
     for (auto it = m_loggers.rbegin(); it != m_loggers.rend(); ++it)
         (*it)->lock.Unlock();
     Logger::getRepository().impl->mutex.Unlock();
@@ -379,14 +404,16 @@ bool ConfigurationPause::insidePause() {
 
 void LoggerRepository::loadConfiguration() {
     // Never destroyed: a watch thread may still reset while the process exits.
-    static const std::string& appPrefix = *new std::string("app-" + getAppContextText("BuildApplication"));
+    static const std::string& appPrefix =
+        *new std::string("app-" + getAppContextText("BuildApplication"));
     // Ends the recursion of a file with "reset" in it, which comes back here
     // through resetConfiguration.
     if (g_loadingConfiguration.exchange(true))
         return;
     detail::applyConfigurationFiles("xqz-");
     CAppContext* context = getAppContext();
-    const CContextItem* legacy = context->GetItem(CContext::GetContextItemID("DirStructureIsLegacy"));
+    const CContextItem* legacy =
+        context->GetItem(CContext::GetContextItemID("DirStructureIsLegacy"));
     const bool isLegacy = legacy && legacy->Read<bool>();
     if (!isLegacy || context->GetItem(CContext::GetContextItemID("SCALoggingMode"))) {
         detail::applyConfigurationFiles("sca-");
@@ -405,7 +432,8 @@ void LoggerRepository::resetConfiguration() {
     removeAllAppenders();
     for (auto& entry : impl->tree) {
         Logger* l = entry.second;
-        __atomic_store_n(&l->level, l == impl->root ? Level::Warn : Level::Inherit, __ATOMIC_RELAXED);
+        __atomic_store_n(&l->level, l == impl->root ? Level::Warn : Level::Inherit,
+                         __ATOMIC_RELAXED);
         l->setAdditivity(true);
     }
     recalculateEffectiveLevels();

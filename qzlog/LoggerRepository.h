@@ -48,7 +48,8 @@ public:
     /// for use when loggers are not being made concurrently.
     Logger* exists(const char* name);
     Logger* getRootLogger();
-    /// A snapshot of every logger, in tree order.
+    /// A snapshot of every logger, oldest first: the order in which locks
+    /// over several loggers are taken.
     std::vector<Logger*> getCurrentLoggers();
     unsigned long getLoggerCount() const;
     /// The next event sequence number; the first is 1.

@@ -20,7 +20,7 @@ namespace qzlog {
 
 class Logger;
 
-/// Scope guard that takes every logger's lock, in tree order, and releases
+/// Scope guard that takes every logger's lock, oldest first, and releases
 /// them in the same order. Loggers made while it lives are not held.
 /// REQUIRES: the thread holds no logger or appender lock when it starts
 /// one (lock order: repository mutex, then logger locks), and does not log

@@ -40,6 +40,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -107,18 +108,63 @@ void startXerces() {
     std::call_once(once, [] { xml::XMLPlatformUtils::Initialize(); });
 }
 
-// Decision: values and names are transcoded to UTF-8 rather than to the
-// locale's code page, so that a file name with accented letters survives a
-// process that runs in the C locale.
+// Decision: values and names are read as UTF-8 rather than in the locale's
+// code page, so that a file name with accented letters survives a process
+// that runs in the C locale. Converted here rather than through a parser
+// transcoder: names and values are short, and making a transcoder for each
+// cost more than the rest of a load. A lone surrogate reads as U+FFFD.
 std::string text(const XMLCh* value) {
-    if (!value || !*value)
-        return std::string();
-    xml::TranscodeToStr utf8(value, "UTF-8");
-    return std::string(reinterpret_cast<const char*>(utf8.str()), utf8.length());
+    std::string out;
+    for (const XMLCh* p = value; p && *p; ++p) {
+        char32_t c = *p;
+        if (c < 0x80) {
+            out += static_cast<char>(c);
+            continue;
+        }
+        if (c >= 0xD800 && c < 0xDC00 && p[1] >= 0xDC00 && p[1] < 0xE000) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00);
+            ++p;
+        } else if (c >= 0xD800 && c < 0xE000) {
+            c = 0xFFFD;
+        }
+        if (c < 0x800) {
+            out += static_cast<char>(0xC0 | (c >> 6));
+        } else if (c < 0x10000) {
+            out += static_cast<char>(0xE0 | (c >> 12));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        } else {
+            out += static_cast<char>(0xF0 | (c >> 18));
+            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        }
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+    return out;
 }
 
 std::string nodeName(const xml::DOMNode* node) {
     return text(node->getNodeName());
+}
+
+// Whether `a` is the ASCII name `b`, without regard to case.
+bool equalsNoCase(const XMLCh* a, const char* b) {
+    for (; *a && *b; ++a, ++b) {
+        if (*a >= 0x80 ||
+            ::tolower(static_cast<unsigned char>(*a)) != ::tolower(static_cast<unsigned char>(*b)))
+            return false;
+    }
+    return *a == 0 && *b == 0;
+}
+
+// Whether two names are equal without regard to ASCII case.
+bool equalsNoCase(const XMLCh* a, const XMLCh* b) {
+    for (; *a && *b; ++a, ++b) {
+        const XMLCh x = *a < 0x80 ? static_cast<XMLCh>(::tolower(*a)) : *a;
+        const XMLCh y = *b < 0x80 ? static_cast<XMLCh>(::tolower(*b)) : *b;
+        if (x != y)
+            return false;
+    }
+    return *a == 0 && *b == 0;
 }
 
 // The attribute `name`, matched without regard to case; "" when absent.
@@ -128,7 +174,7 @@ std::string attribute(const xml::DOMElement* element, const char* name) {
         return std::string();
     for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
         const xml::DOMNode* a = attributes->item(i);
-        if (equalsNoCase(nodeName(a), name))
+        if (equalsNoCase(a->getNodeName(), name))
             return text(a->getNodeValue());
     }
     return std::string();
@@ -137,17 +183,16 @@ std::string attribute(const xml::DOMElement* element, const char* name) {
 // The first element child of `node` named `name` (without regard to case).
 xml::DOMElement* getFirstChild(const xml::DOMNode* node, const char* name) {
     for (xml::DOMNode* n = node->getFirstChild(); n; n = n->getNextSibling())
-        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE && equalsNoCase(nodeName(n), name))
+        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE && equalsNoCase(n->getNodeName(), name))
             return static_cast<xml::DOMElement*>(n);
     return nullptr;
 }
 
 // The next element sibling of the same name.
 xml::DOMElement* getNextSibling(const xml::DOMElement* node) {
-    const std::string name = nodeName(node);
+    const XMLCh* name = node->getNodeName();
     for (xml::DOMNode* n = node->getNextSibling(); n; n = n->getNextSibling())
-        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE &&
-            equalsNoCase(nodeName(n), name.c_str()))
+        if (n->getNodeType() == xml::DOMNode::ELEMENT_NODE && equalsNoCase(n->getNodeName(), name))
             return static_cast<xml::DOMElement*>(n);
     return nullptr;
 }
@@ -158,11 +203,11 @@ void warnUnknownChildren(const xml::DOMNode* node, std::initializer_list<const c
     for (const xml::DOMNode* n = node->getFirstChild(); n; n = n->getNextSibling()) {
         if (n->getNodeType() != xml::DOMNode::ELEMENT_NODE)
             continue;
-        const std::string name = nodeName(n);
         bool found = false;
         for (const char* k : known)
-            found = found || equalsNoCase(name, k);
+            found = found || equalsNoCase(n->getNodeName(), k);
         if (!found) {
+            const std::string name = nodeName(n);
             const std::string warning = fileItem() + ": the element <" + name + "> in <" +
                                         nodeName(node) +
                                         "> is not part of a logging configuration and is ignored";
@@ -597,7 +642,8 @@ bool DOMConfiguratorImpl::findFile(const char* name, std::string& found) const {
     if (name[0] == '/')
         return false;
     // Never destroyed: a watch thread may still look while the process exits.
-    static const std::string& programDir = *new std::string(getAppContextText("ProcessExecutableDir"));
+    static const std::string& programDir =
+        *new std::string(getAppContextText("ProcessExecutableDir"));
     const std::string workingDir = getAppContextText("ProcessWorkingDir");
     for (const std::string* dir : {&programDir, &workingDir}) {
         if (dir->empty())
@@ -803,7 +849,8 @@ Watches& watches() {
 
 } // namespace
 
-void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names, unsigned int period) {
+void DOMConfiguratorImpl::configureAndWatch(const std::vector<std::string>& names,
+                                            unsigned int period) {
     if (period == 0) {
         report("DOMConfiguratorImpl::configureAndWatch", 1522);
         std::exit(12);
