@@ -8,7 +8,9 @@
 //   folder; they open their files at the first event, and no event is logged
 //   here, so an apply does no I/O but reading the file. Applying it again
 //   is what a reload does: each appender is built anew and replaces the old
-//   one of its name in place.
+//   one of its name in place. Beside it, log4cxx's DOMConfigurator applies
+//   the equivalent file in its own dialect (its file appenders open their
+//   files when configured: that is part of its cost).
 // - Reload_*: configureAndWatch() with a 100 ms interval on the same file
 //   plus one logger whose level the loop flips. The file is rewritten as an
 //   editor or installer does (a temporary beside it, then rename), at a
@@ -28,6 +30,8 @@
 #include "qzlog/config/DOMConfigurator.h"
 
 #include <benchmark/benchmark.h>
+#include <log4cxx/logmanager.h>
+#include <log4cxx/xml/domconfigurator.h>
 
 #include <algorithm>
 #include <chrono>
@@ -51,8 +55,9 @@ constexpr int ReloadRounds = 30;
 constexpr const char* ReloadLogger = "bench.reload.target";
 
 char g_folder[] = "/tmp/bench_config.XXXXXX";
-std::string g_applyFile;  // 50 loggers, 10 appenders
-std::string g_reloadFile; // the same, and the logger the reload flips
+std::string g_applyFile;   // 50 loggers, 10 appenders
+std::string g_reloadFile;  // the same, and the logger the reload flips
+std::string g_log4cxxFile; // the apply file in log4cxx's dialect
 
 const char* const LevelNames[] = {"DEBUG", "INFO", "WARN", "ERROR"};
 
@@ -129,6 +134,64 @@ std::string document(const char* reloadLevel) {
     return out;
 }
 
+// The same 50 loggers and 10 appenders, in log4cxx's dialect and class names;
+// its daily files are a rolling appender with a time-based policy.
+std::string log4cxxDocument() {
+    std::string out = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                      "<log4j:configuration xmlns:log4j=\"http://jakarta.apache.org/log4j/\">\n";
+    for (int i = 0; i < 10; ++i) {
+        const char* cls = i < 4   ? "org.apache.log4j.RollingFileAppender"
+                          : i < 7 ? "org.apache.log4j.FileAppender"
+                          : i < 9 ? "org.apache.log4j.rolling.RollingFileAppender"
+                                  : "org.apache.log4j.ConsoleAppender";
+        const std::string name = "appender" + std::to_string(i);
+        out += "  <appender name=\"" + name + "\" class=\"" + cls + "\">\n";
+        if (i < 9)
+            out += "    <param name=\"File\" value=\"" + std::string(g_folder) + "/l4-" + name +
+                   ".log\"/>\n"
+                   "    <param name=\"Append\" value=\"true\"/>\n"
+                   "    <param name=\"BufferSize\" value=\"8192\"/>\n";
+        if (i < 4)
+            out += "    <param name=\"MaxFileSize\" value=\"10MB\"/>\n"
+                   "    <param name=\"MaxBackupIndex\" value=\"5\"/>\n";
+        if (i >= 7 && i < 9)
+            out += "    <rollingPolicy class=\"org.apache.log4j.rolling.TimeBasedRollingPolicy\">\n"
+                   "      <param name=\"FileNamePattern\" value=\"" +
+                   std::string(g_folder) + "/l4-" + name +
+                   ".%d{yyyy-MM-dd}.log\"/>\n"
+                   "    </rollingPolicy>\n";
+        if (i == 9)
+            out += "    <param name=\"Target\" value=\"System.out\"/>\n";
+        out += "    <param name=\"Threshold\" value=\"" + std::string(LevelNames[i % 4]) +
+               "\"/>\n"
+               "    <layout class=\"org.apache.log4j.PatternLayout\">\n"
+               "      <param name=\"ConversionPattern\" value=\"%d [%t] %p %c - %m%n\"/>\n"
+               "    </layout>\n"
+               "    <filter class=\"org.apache.log4j.varia.LevelRangeFilter\">\n"
+               "      <param name=\"LevelMin\" value=\"INFO\"/>\n"
+               "      <param name=\"LevelMax\" value=\"FATAL\"/>\n"
+               "      <param name=\"AcceptOnMatch\" value=\"false\"/>\n"
+               "    </filter>\n"
+               "    <filter class=\"org.apache.log4j.varia.StringMatchFilter\">\n"
+               "      <param name=\"StringToMatch\" value=\"password\"/>\n"
+               "      <param name=\"AcceptOnMatch\" value=\"false\"/>\n"
+               "    </filter>\n"
+               "  </appender>\n";
+    }
+    for (int i = 0; i < 50; ++i) {
+        out += "  <logger name=\"l4service" + std::to_string(i / 10) + ".module" +
+               std::to_string(i % 10) + "\" additivity=\"" + (i % 3 ? "true" : "false") +
+               "\">\n    <level value=\"" + LevelNames[i % 4] +
+               "\"/>\n    <appender-ref ref=\"appender" + std::to_string(i % 9) + "\"/>\n";
+        if (i % 2)
+            out += "    <appender-ref ref=\"appender" + std::to_string((i + 4) % 9) + "\"/>\n";
+        out += "  </logger>\n";
+    }
+    out += "  <root>\n    <level value=\"WARN\"/>\n    <appender-ref ref=\"appender9\"/>\n"
+           "  </root>\n</log4j:configuration>\n";
+    return out;
+}
+
 // Writes `text` to a temporary beside `path`, then renames it over `path`.
 void replaceFile(const std::string& path, const std::string& text) {
     const std::string temporary = path + ".new";
@@ -155,6 +218,15 @@ void BM_Apply_50Loggers10Appenders(benchmark::State& state) {
         state.SkipWithError("the file does not apply");
     for (auto _ : state)
         configurator.configure(g_applyFile.c_str());
+}
+
+void BM_Apply_50Loggers10Appenders_Log4cxx(benchmark::State& state) {
+    log4cxx::xml::DOMConfigurator::configure(g_log4cxxFile);
+    if (log4cxx::LogManager::getCurrentLoggers().size() < 50)
+        state.SkipWithError("log4cxx did not apply the file");
+    for (auto _ : state)
+        log4cxx::xml::DOMConfigurator::configure(g_log4cxxFile);
+    log4cxx::LogManager::resetConfiguration();
 }
 
 //===----------------------------------------------------------------------===//
@@ -289,6 +361,7 @@ void BM_Statement_Enabled_Watch(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(BM_Apply_50Loggers10Appenders)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Apply_50Loggers10Appenders_Log4cxx)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Statement_Disabled_NoWatch);
 BENCHMARK(BM_Statement_Disabled_Watch);
 BENCHMARK(BM_Statement_Enabled_NoWatch);
@@ -306,6 +379,8 @@ int main(int argc, char** argv) {
     g_applyFile = std::string(g_folder) + "/apply.xml";
     g_reloadFile = std::string(g_folder) + "/reload.xml";
     replaceFile(g_applyFile, document(nullptr));
+    g_log4cxxFile = std::string(g_folder) + "/apply-log4cxx.xml";
+    replaceFile(g_log4cxxFile, log4cxxDocument());
     setUpStatements();
 
     // Quick by default, about 0.2 s a case; a --benchmark_min_time given on
