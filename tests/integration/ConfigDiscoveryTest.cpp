@@ -5,6 +5,7 @@
 // picks. Each case is a new process, since the directories are read once.
 //
 //===----------------------------------------------------------------------===//
+#include "ChildProcess.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -41,22 +42,7 @@ public:
     std::map<std::string, std::string> run(const std::string& arguments) {
         const std::string command =
             "env -i " + environment + " timeout 60 " QZ_CONFIG_DISCOVERY " " + arguments;
-        std::map<std::string, std::string> items;
-        FILE* pipe = ::popen(command.c_str(), "r");
-        if (!pipe)
-            return items;
-        char line[4096];
-        while (std::fgets(line, sizeof line, pipe)) {
-            std::string text(line);
-            if (!text.empty() && text.back() == '\n')
-                text.pop_back();
-            const size_t eq = text.find('=');
-            if (eq != std::string::npos)
-                items[text.substr(0, eq)] = text.substr(eq + 1);
-        }
-        const int status = ::pclose(pipe);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << command << ": " << status;
-        return items;
+        return qztest::runForItems(command);
     }
 
     // A file in `dir` that sets `logger` to `level`.

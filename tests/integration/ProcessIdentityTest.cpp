@@ -5,6 +5,7 @@
 // application context gives them at start-up.
 //
 //===----------------------------------------------------------------------===//
+#include "ChildProcess.h"
 #include "TempDir.h"
 
 #include <gtest/gtest.h>
@@ -26,21 +27,7 @@ std::map<std::string, std::string> identity(const std::string& environment,
                                 " BuildApplication BuildProgramString ProcessExecutableBase"
                                 " DirProcessHome DirProcessLog DirProcessDmp DirStructureIsLegacy"
                                 " ScaDeploymentName ScaServiceId";
-    std::map<std::string, std::string> items;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (!pipe)
-        return items;
-    char line[4096];
-    while (std::fgets(line, sizeof line, pipe)) {
-        std::string text(line);
-        if (!text.empty() && text.back() == '\n')
-            text.pop_back();
-        const size_t eq = text.find('=');
-        if (eq != std::string::npos)
-            items[text.substr(0, eq)] = text.substr(eq + 1);
-    }
-    EXPECT_EQ(0, WEXITSTATUS(::pclose(pipe)));
-    return items;
+    return qztest::runForItems(command);
 }
 
 // The same program in the two layouts the environment selects, and its
