@@ -78,18 +78,6 @@ protected:
     int files = 0;
 };
 
-// A file appender with a pattern, a logger at DEBUG writing to it.
-TEST_F(DOMConfiguratorTest, AppliesAppenderAndLogger) {
-    ASSERT_TRUE(
-        load("<configuration>" + fileAppender("smoke", "", "%p %m%n") +
-             "<logger name='smoke.cfg'><level value='debug'/><appender-ref name='smoke'/></logger>"
-             "</configuration>"));
-    QZT_LOG(logger("smoke.cfg"), Debug, "hello %d", 7);
-    QZT_LOG(logger("smoke.cfg"), Level::Data, "below");
-    EXPECT_EQ("DEBUG hello 7\n", read("smoke"));
-    EXPECT_TRUE(numbers().empty());
-}
-
 // Element, attribute, class, parameter and level names in any case.
 TEST_F(DOMConfiguratorTest, NamesMatchWithoutRegardToCase) {
     ASSERT_TRUE(load(
