@@ -244,9 +244,10 @@ bool loadParams(const Element* node, const std::string& owner, Params& params) {
     return true;
 }
 
-bool loadLevel(const Element* node, unsigned char& out) {
-    out = DOMConfiguratorImpl::getLevel(attribute(node, "value").c_str());
-    return true;
+// The level a "level" element gives: its "value" (an absent one reads as
+// "", which getLevel refuses).
+unsigned char loadLevel(const Element* node) {
+    return DOMConfiguratorImpl::getLevel(attribute(node, "value").c_str());
 }
 
 bool loadLayout(const Element* node, const std::string& appender, Layout*& out, bool& isBinary) {
@@ -450,9 +451,7 @@ bool loadAppender(const Element* node) {
     }
 
     if (const Element* level = getFirstChild(node, "level")) {
-        unsigned char value = 0;
-        loadLevel(level, value);
-        appender->setThreshold(value);
+        appender->setThreshold(loadLevel(level));
     }
     Layout* layout = nullptr;
     bool isBinary = false;
@@ -510,9 +509,7 @@ bool loadLogger(const Element* node, bool isRoot) {
         logger->setAdditivity(!equalsNoCase(attribute(node, "additivity"), "false"));
     }
     if (const Element* level = getFirstChild(node, "level")) {
-        unsigned char value = 0;
-        loadLevel(level, value);
-        logger->setLevel(value);
+        logger->setLevel(loadLevel(level));
     }
     for (const Element* ref = getFirstChild(node, "appender-ref"); ref; ref = getNextSibling(ref)) {
         const std::string appenderName = attribute(ref, "name");
@@ -552,9 +549,7 @@ bool loadConfiguration(const Document& document, const std::string& path) {
     }
     warnUnknownChildren(root, {"level", "appender", "logger", "root"});
     if (const Element* level = getFirstChild(root, "level")) {
-        unsigned char value = 0;
-        loadLevel(level, value);
-        repository.setThreshold(value);
+        repository.setThreshold(loadLevel(level));
     }
     bool ok = true;
     for (const Element* a = getFirstChild(root, "appender"); ok && a; a = getNextSibling(a)) {
