@@ -100,9 +100,8 @@ void QZLOG_Enable(DOMConfigurator* configurator, unsigned int interval) {
                 names.push_back("qzlog-" + value + ".xml");
         }
         names.push_back("qzlog.xml");
-        std::string conf = sca::FilesysHierarchy::getInstance().get("Conf");
-        if (!conf.empty() && conf.back() != '/')
-            conf += '/';
+        const std::string conf =
+            qzlog::asDirectory(sca::FilesysHierarchy::getInstance().get("Conf"));
         for (std::string& name : names)
             name = conf + name;
         return names;
