@@ -46,6 +46,25 @@ void raiseFaultItems(const MessageSite& site, unsigned int id, const CDataItem* 
     errno = saved;
 }
 
+const char* faultTextItems(const MessageSite& site, unsigned int id, const CDataItem* items,
+                           std::size_t count) {
+    RaisingGuard guard;
+    if (!guard.entered)
+        return "";
+    const int saved = errno;
+    const char* text = textOfItems(new CSourceContext(site.module, site.id, site.method, site.line),
+                                   id, items, count);
+    errno = saved;
+    return text ? text : "";
+}
+
+void setErrorContextText(const char* itemName, const char* text) {
+    // The item adopts its own copy: the caller's text may not outlive the
+    // messages that show it.
+    char* copied = const_cast<char*>(text ? text : ""); // a char* item is copied, not borrowed
+    CErrorContext::GetContext()->SetItem(CContext::GetContextItemID(itemName), CDataItem(copied));
+}
+
 void raiseThreadFault(const MessageSite& site, unsigned int id, int rc) {
     char buffer[256];
     const char* text = ::strerror_r(rc, buffer, sizeof buffer);

@@ -54,6 +54,23 @@ void storeFault(const MessageSite& site, unsigned int id, const Args&... args) {
     raiseFaultItems(site, id, items.begin(), items.size(), MessageHandling::AddToErrorContext);
 }
 
+/// The text of catalogue message `id` with `items`, built for the caller and
+/// never issued: valid until the calling thread has asked for 15 more such
+/// texts. "" when the message layer cannot build it.
+QZ_API const char* faultTextItems(const MessageSite& site, unsigned int id, const CDataItem* items,
+                                  std::size_t count);
+
+template <typename... Args>
+const char* faultText(const MessageSite& site, unsigned int id, const Args&... args) {
+    const std::initializer_list<CDataItem> items{CDataItem(args)...};
+    return faultTextItems(site, id, items.begin(), items.size());
+}
+
+/// Sets the text item `itemName` (registered by name) of the calling
+/// thread's error context to a copy of `text`, so that the messages raised
+/// next can show it. `itemName` must be a literal.
+QZ_API void setErrorContextText(const char* itemName, const char* text);
+
 /// A failed threads call: message 542 (an error) or 543 (a warning) with the
 /// return code and the system's text for it. The caller carries on.
 QZ_API void raiseThreadFault(const MessageSite& site, unsigned int id, int rc);
