@@ -338,8 +338,35 @@ bool entryFields(std::size_t form, const detail::DateEntryScan& scan, short* f) 
     return true;
 }
 
+// Digits at fixed places, as the writers put them.
+bool fixedDigits(const char* p, int count, short* value) {
+    int v = 0;
+    for (int i = 0; i < count; ++i) {
+        if (!isDigit(p[i]))
+            return false;
+        v = v * 10 + (p[i] - '0');
+    }
+    *value = static_cast<short>(v);
+    return true;
+}
+
+// The text exactly as gmt_jts_to_string writes it, "YYYY-MM-DD
+// HH:MM:SS.ffffff", which the first form takes with these values. Any other
+// text goes the general way.
+bool canonicalFields(const char* t, short* f) {
+    short micros[2];
+    return fixedDigits(t, 4, &f[Year]) && t[4] == '-' && fixedDigits(t + 5, 2, &f[Month]) &&
+           t[7] == '-' && fixedDigits(t + 8, 2, &f[Day]) && t[10] == ' ' &&
+           fixedDigits(t + 11, 2, &f[Hour]) && t[13] == ':' && fixedDigits(t + 14, 2, &f[Minute]) &&
+           t[16] == ':' && fixedDigits(t + 17, 2, &f[Second]) && t[19] == '.' &&
+           fixedDigits(t + 20, 3, &micros[0]) && fixedDigits(t + 23, 3, &micros[1]) &&
+           t[26] == '\0' && (f[Millisecond] = micros[0], f[Microsecond] = micros[1], true);
+}
+
 // The first entry form only, validated.
 bool firstFormFields(const char* text, short* f) {
+    if (text && canonicalFields(text, f))
+        return validEntry(f);
     detail::DateEntryScan scan;
     return text && detail::scanDateEntryForm(text, detail::DateEntryForms[0], &scan) &&
            entryFields(0, scan, f) && validEntry(f);
