@@ -46,7 +46,7 @@ template <typename... Args> void raise(unsigned int line, int id, const Args&...
 struct Source {
     FILE* file = nullptr;
     bool owned = false;
-    std::string name;
+    std::string name;        // of an OBEY file; the caller's is found when needed
     bool identified = false; // dev and ino are known (not for memory streams)
     dev_t dev = 0;
     ino_t ino = 0;
@@ -92,6 +92,21 @@ std::string nameOfDescriptor(int descriptor) {
     return std::string(path, static_cast<std::size_t>(n));
 }
 
+const std::string& nameOf(Source& s) {
+    if (!s.owned)
+        s.name = nameOfDescriptor(fileno(s.file));
+    return s.name;
+}
+
+// Records the identity of the caller's stream as it is now, when the state
+// starts to hold something that belongs to this file only.
+void pin(Reader& r) {
+    struct stat st;
+    Source& top = *r.stack.front();
+    top.identified = false;
+    identify(fileno(top.file), top, st);
+}
+
 // The state of `file`, made on first sight. A FILE* that was closed without
 // qzEndCommands and whose address came back for another file is told by
 // its descriptor or identity, and starts afresh. Null when `file` cannot be
@@ -105,9 +120,14 @@ Reader* findReader(FILE* file, std::string& directory, std::unique_ptr<Reader>& 
         Reader* r = found->second.get();
         struct stat st;
         const Source& top = *r->stack.front();
-        const bool same = r->descriptor == descriptor &&
-                          (!top.identified || (fstat(descriptor, &st) == 0 &&
-                                               st.st_dev == top.dev && st.st_ino == top.ino));
+        // State in its defaults is the same for any stream, so only state
+        // that an earlier file left (OBEY files, the mode) is worth a system
+        // call to check; the identity is pinned when such state is made.
+        const bool plain = r->stack.size() == 1 && !top.semicolons;
+        const bool same =
+            r->descriptor == descriptor &&
+            (plain || !top.identified ||
+             (fstat(descriptor, &st) == 0 && st.st_dev == top.dev && st.st_ino == top.ino));
         if (same)
             return r;
         stale = std::move(found->second); // its OBEY files close outside the lock
@@ -117,12 +137,11 @@ Reader* findReader(FILE* file, std::string& directory, std::unique_ptr<Reader>& 
     r->descriptor = descriptor;
     auto top = std::make_unique<Source>();
     top->file = file;
-    top->name = nameOfDescriptor(descriptor);
     struct stat st;
     // Pipes and terminals are fine as the caller's stream: the caller chose
     // them. A directory opens but never reads.
     if (identify(descriptor, *top, st) && S_ISDIR(st.st_mode)) {
-        directory = top->name;
+        directory = nameOfDescriptor(descriptor);
         return nullptr;
     }
     r->stack.push_back(std::move(top));
@@ -278,6 +297,7 @@ void obey(Reader& r, const char* name) {
         raise(__LINE__, 1091, name);
         return;
     }
+    pin(r);
     auto s = std::make_unique<Source>();
     s->name = name;
     struct stat st;
@@ -340,10 +360,11 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
         r.line.assign(size + 1 > MinLineBuffer ? size + 1 : MinLineBuffer, '\0');
 
     for (;;) {
-        std::size_t length = 0; // of the command in buffer
-        bool started = false;   // a line of the command was taken
-        bool tooLong = false;   // it outgrew the buffer: read to its end, then skip
-        std::string origin;     // the file it started in, for messages
+        std::size_t length = 0;   // of the command in buffer
+        bool started = false;     // a line of the command was taken
+        bool tooLong = false;     // it outgrew the buffer: read to its end, then skip
+        Source* origin = nullptr; // the file it started in, for messages
+        std::string originName;   // its name, once that file is closed
         for (;;) {
             Source& s = *r.stack.back();
             std::size_t n;
@@ -364,7 +385,7 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
                 if (got == Read::Line) {
                     ++s.line;
                     if (!started)
-                        origin = s.name;
+                        origin = &s;
                     started = tooLong = true;
                     const bool more = s.semicolons ? lastByte != ';' : lastByte == '\\';
                     if (!more)
@@ -374,17 +395,22 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
             }
             if (got == Read::Nul || got == Read::Error || got == Read::End) {
                 if (got == Read::Nul)
-                    raise(__LINE__, 220, s.name.c_str(),
+                    raise(__LINE__, 220, nameOf(s).c_str(),
                           ("line " + std::to_string(s.line + 1) +
                            " holds a NUL byte, so it is not text; the rest of the file is skipped")
                               .c_str());
                 else if (got == Read::Error)
-                    raise(__LINE__, 220, s.name.c_str(), std::strerror(errno));
+                    raise(__LINE__, 220, nameOf(s).c_str(), std::strerror(errno));
                 if (r.stack.size() == 1) {
                     if (started && got == Read::End)
                         break; // the last command, cut by the end of the file
                     dropReader(file);
+                    buffer[0] = '\0'; // what a fault cut short is no command
                     return 0;
+                }
+                if (origin == &s) {
+                    originName = s.name;
+                    origin = nullptr;
                 }
                 r.stack.pop_back();
                 if (started && got == Read::End)
@@ -403,6 +429,8 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
             // 2. The file's mode, between commands only.
             if (!started && qzUcasencmp(text, "SEMICOLONTERMINATE", 19) == 0) {
                 s.semicolons = true;
+                if (r.stack.size() == 1)
+                    pin(r);
                 continue;
             }
             // 3. The comment and blanks off.
@@ -423,7 +451,7 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
                 }
             }
             if (!started)
-                origin = s.name;
+                origin = &s;
             started = true;
             const std::size_t join = length && n ? 1 : 0;
             if (!tooLong && length + join + n <= limit) {
@@ -438,7 +466,8 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
                 break;
         }
         if (tooLong) {
-            raise(__LINE__, 219, origin.c_str(), static_cast<unsigned long>(limit));
+            raise(__LINE__, 219, (origin ? nameOf(*origin) : originName).c_str(),
+                  static_cast<unsigned long>(limit));
             buffer[0] = '\0';
             continue;
         }
@@ -459,7 +488,8 @@ int qzGetNextCommand(char* buffer, unsigned long size, FILE* file, int flags) {
         if (!(flags & QZ_CMD_NO_SUBSTITUTE) && std::strchr(buffer, '?')) {
             const std::string replaced = substitute(buffer, flags);
             if (replaced.size() > limit) {
-                raise(__LINE__, 219, origin.c_str(), static_cast<unsigned long>(limit));
+                raise(__LINE__, 219, (origin ? nameOf(*origin) : originName).c_str(),
+                      static_cast<unsigned long>(limit));
                 buffer[0] = '\0';
                 continue;
             }

@@ -331,17 +331,13 @@ TEST(ParamScanTest, UStringHelpers) {
     EXPECT_FALSE(qzGetSubstring(sub, UString("WHERE"), UString(), out));
     EXPECT_FALSE(qzGetSubstring(sub, UString("COLMAP"), UString(";"), out));
 
-    unsigned long pos = 0;
+    // Every token in turn, separators consumed; an unclosed one stops at its start.
     UString token, error;
-    EXPECT_TRUE(getNextToken(UString("a = 'q''s', (x)"), pos, token, false, &error));
-    EXPECT_STREQ(token.c_str(), "a");
-    EXPECT_EQ(pos, 4u);
-    EXPECT_TRUE(getNextToken(UString("a = 'q''s', (x)"), pos, token, false, &error));
-    EXPECT_STREQ(token.c_str(), "q''s");
-    EXPECT_TRUE(getNextToken(UString("a = 'q''s', (x)"), pos, token, false, &error));
-    EXPECT_STREQ(token.c_str(), "x");
-    EXPECT_FALSE(getNextToken(UString("a = 'q''s', (x)"), pos, token, false, &error));
-    pos = 2;
+    std::string seen;
+    for (unsigned long at = 0; getNextToken(UString("a = 'q''s', (x)"), at, token, false);)
+        seen += std::string(token.c_str()) + "|";
+    EXPECT_EQ(seen, "a|q''s|x|");
+    unsigned long pos = 2;
     EXPECT_FALSE(getNextToken(UString("x  \"open"), pos, token, true, &error));
     EXPECT_STREQ(error.c_str(), "unterminated quote");
     EXPECT_EQ(pos, 3u);
@@ -563,6 +559,9 @@ TEST_F(ParamFileTest, HostileFilesEndInAMessage) {
     const char binary[] = "GOOD one\nBAD\0\x01\x02\nNEVER\n";
     writeFile(path("binary.prm"), std::string(binary, sizeof binary - 1));
     EXPECT_EQ(readAll("binary.prm"), std::vector<std::string>{"GOOD one"});
+    // A NUL inside a continued command: nothing of it is left in the buffer.
+    writeFile(path("cut.prm"), std::string("TABLE a, \\\n b,\0", 15));
+    EXPECT_TRUE(readAll("cut.prm").empty());
     // A directory given as the stream itself.
     ASSERT_EQ(mkdir(path("d").c_str(), 0700), 0);
     EXPECT_TRUE(readAll("d").empty());
@@ -573,6 +572,8 @@ TEST_F(ParamFileTest, HostileFilesEndInAMessage) {
               (std::vector<std::string>{
                   "220:binary.prm, line 2 holds a NUL byte, so it is not text; the rest of the "
                   "file is skipped",
+                  "220:cut.prm, line 2 holds a NUL byte, so it is not text; the rest of the file "
+                  "is skipped",
                   "220:d, it is a directory"}));
     // /dev/zero as the stream: its first line is binary, so it ends.
     FILE* zero = std::fopen("/dev/zero", "r");
