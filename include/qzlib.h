@@ -25,6 +25,7 @@
 
 // Text and memory utilities
 #include "qzstd/NumberString.h"
+#include "qzstd/StringUtil.h"
 #include "qzstd/fileutl.h"
 #include "qzstd/memutl.h"
 
@@ -66,6 +67,9 @@
 // Database object names, also as message arguments
 #include "qzapp/DBObjName.h"
 #include "qzapp/ObjectNameMessages.h"
+
+// Parameter files and their tokens
+#include "qzapp/ParamScan.h"
 
 // Logging
 #include "qzlog/ActivityFile.h"
