@@ -5,7 +5,8 @@
 // a pattern layout and a filter chain, logs from two threads, keeps a text in
 // the character set it came in, raises numbered messages of its own, finds
 // its logging files in an installation tree and follows a change to them
-// while it runs, and prints the summary report the library keeps.
+// while it runs, converts times and database numbers, reads a parameter file,
+// and prints the summary report the library keeps.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -100,6 +102,67 @@ void replaceFile(const std::string& path, const std::string& body) {
     const std::string temporary = path + ".new";
     std::ofstream(temporary) << body;
     std::filesystem::rename(temporary, path);
+}
+
+// Every time in the system is a Julian timestamp: microseconds since the
+// Julian epoch, shown in GMT or local time (here a named zone, so that the
+// demo shows the same thing wherever it runs).
+void showTime() {
+    ::setenv("TZ", "America/New_York", 1);
+    ::tzset();
+    const long commit = loc_str_to_loc_jts("2026-03-08 06:59:59.250000"); // read as GMT
+    short fields[8];
+    const int day = INTERPRETTIMESTAMP(commit, fields);
+    char gmt[JTS_STRING_BUFFER_SIZE], local[JTS_STRING_BUFFER_SIZE];
+    std::printf("timestamp %ld is Julian day %d: %s GMT, %s in New York\n", commit, day,
+                gmt_jts_to_string(commit, gmt, sizeof gmt), gmt_jts_to_loc_str(commit, local, 1));
+    const long later = commit + 2 * 1000000L; // daylight saving starts in between
+    std::printf("two seconds later it is %s there\n", gmt_jts_to_loc_str(later, local, 1));
+    short err = 0;
+    short bad[8] = {2026, 13, 32, 25, 0, 0, 0, 0};
+    if (!COMPUTETIMESTAMP(bad, &err))
+        std::printf("2026-13-32 25:00 is refused with field error bits 0x%04hX\n",
+                    static_cast<unsigned short>(err));
+}
+
+// A parameter file: commands over several lines, comments, a value from the
+// environment and an included file, read one whole command at a time.
+void showParameters() {
+    const std::string dir = std::getenv("QZDEMO_HOME");
+    std::ofstream(dir + "/tables.prm") << "TABLE sales.orders;   -- every order\n"
+                                          "TABLE \"sales\".\"Order Lines\";\n";
+    std::ofstream(dir + "/capture.prm")
+        << "-- capture of the sales schema\n"
+           "CAPTURE cap1\n"
+           "SOURCEDB sales USER ?DEMO_USER, PASSWORD secret\n"
+           "SKIPUSERS batch, \\\n"
+           "    nightly\n"
+           "OBEY "
+        << dir << "/tables.prm\n";
+    ::setenv("DEMO_USER", "repl_admin", 1);
+    FILE* file = std::fopen((dir + "/capture.prm").c_str(), "r");
+    if (!file)
+        return;
+    char command[1024];
+    while (qzGetNextCommand(command, sizeof command, file, QZ_CMD_ECHO) > 0) {
+        param_tkn_group_def* groups = nullptr;
+        short count = 0;
+        char error[QZ_PARAM_ERROR_SIZE];
+        if (parse_tkns(command, &groups, &count, error, true)) {
+            std::printf("   %d tokens:", groups[0].count);
+            for (short i = 0; i < groups[0].count; ++i) {
+                const bool secret = i > 0 && !std::strcmp(groups[0].tokens[i - 1].text, "PASSWORD");
+                std::printf(" [%s]", secret ? "***" : groups[0].tokens[i].text);
+            }
+            std::printf("\n");
+            free_tkns(groups, &count);
+        }
+    }
+    std::fclose(file);
+    char interval[] = "90 MINUTES";
+    char error[QZ_PARAM_ERROR_SIZE];
+    const int seconds = qzGetTimeInterval(interval, error, "Report interval ");
+    std::printf("an interval of 90 MINUTES is %d seconds\n", seconds);
 }
 
 // A process finds its logging files by convention: "xqz-*.xml" for every
@@ -251,7 +314,13 @@ int main(int argc, char** argv) {
         "\n== 9. Logging files found by convention, and one rewritten while the process runs\n");
     showConfiguration();
 
-    std::printf("\n== 10. The summary report\n");
+    std::printf("\n== 10. Julian timestamps in GMT and local time\n");
+    showTime();
+
+    std::printf("\n== 11. A parameter file read command by command, and its tokens\n");
+    showParameters();
+
+    std::printf("\n== 12. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -259,7 +328,7 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 11. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 13. The binary activity of this run is in %s\n", activityFile);
     if (const char* home = std::getenv("QZDEMO_HOME"))
         std::filesystem::remove_all(home);
     return 0;

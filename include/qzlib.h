@@ -26,6 +26,7 @@
 // Text and memory utilities
 #include "qzstd/NumberString.h"
 #include "qzstd/StringUtil.h"
+#include "qzstd/TimeConversion.h"
 #include "qzstd/fileutl.h"
 #include "qzstd/memutl.h"
 
