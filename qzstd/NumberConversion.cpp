@@ -81,11 +81,41 @@ std::string messageText(const char* s, size_t n, size_t maskAt) {
     return text;
 }
 
+// The common text in one tight pass: a sign, at most 18 digits and one
+// point, nothing else. False sends the text to the full walk below, which
+// has the suffixes, the limits and the messages; nothing is stored then.
+inline bool quickNumeric(const char* s, size_t n, long* value, short* scale) {
+    const size_t start = (n != 0 && (s[0] == '-' || s[0] == '+')) ? 1 : 0;
+    if (n - start > 19)
+        return false;
+    size_t i = start;
+    uint64_t v = 0;
+    size_t point = SIZE_MAX;
+    for (; i < n; ++i) {
+        const unsigned d = digitOf(s[i]);
+        if (d <= 9) {
+            v = v * 10 + d;
+            continue;
+        }
+        if (s[i] != '.' || point != SIZE_MAX)
+            return false;
+        point = i;
+    }
+    if (n - start - (point == SIZE_MAX ? 0 : 1) > 18)
+        return false;
+    const bool negative = start != 0 && s[0] == '-';
+    *value = static_cast<long>(negative ? 0 - v : v);
+    *scale = static_cast<short>(point == SIZE_MAX ? 0 : n - 1 - point);
+    return true;
+}
+
 // The number walk behind NUMCNV_getNumeric and the zoned decimal readers.
 // The byte at maskAt (if any) is read with its high bit cleared, which is
 // how the forms with the sign in that bit are read without copying them.
 int parseNumeric(const char* s, size_t n, size_t maskAt, long* value, short* scale,
                  int honourSuffix, const Caller& caller) {
+    if (maskAt == SIZE_MAX && quickNumeric(s, n, value, scale))
+        return 1;
     uint64_t v = 0;
     bool negative = false;
     bool point = false;
@@ -277,6 +307,44 @@ int scanNumber(const char* s, int n, Scanned& out) {
     return 1;
 }
 
+// NUMCNV_convertTo64Bit's common text in one pass: a sign, a first digit of
+// 1 to 9, at most 18 digits and one point. False leaves it to the full walk.
+inline bool quickTo64Bit(const char* s, int n, long* value, short* scale) {
+    const char* p = s;
+    const char* const end = s + n;
+    bool negative = false;
+    if (*p == '-' || *p == '+') {
+        negative = *p == '-';
+        ++p;
+    }
+    if (p == end || end - p > 19 || digitOf(*p) - 1 > 8)
+        return false;
+    const char* const first = p;
+    uint64_t v = 0;
+    int sc = 0;
+    bool point = false;
+    for (; p < end; ++p) {
+        const unsigned d = digitOf(*p);
+        if (d <= 9) {
+            v = v * 10 + d;
+            sc += point;
+            continue;
+        }
+        if (*p != '.' || point)
+            return false;
+        point = true;
+    }
+    if ((end - first) - (point ? 1 : 0) > 18)
+        return false;
+    while (v % 10 == 0) {
+        v /= 10;
+        --sc;
+    }
+    *value = static_cast<long>(negative ? 0 - v : v);
+    *scale = static_cast<short>(sc);
+    return true;
+}
+
 void writeZero(char* dst) {
     dst[0] = '0';
     dst[1] = '\0';
@@ -399,6 +467,18 @@ int writeDecimal(long value, char* dst, size_t length, short type, size_t precis
     return 0;
 }
 
+// A packed byte's two digits as 0 to 99; 0x80 marks a nibble above 9.
+struct PackedPairTable {
+    unsigned char value[256];
+    constexpr PackedPairTable() : value() {
+        for (unsigned b = 0; b < 256; ++b)
+            value[b] = static_cast<unsigned char>(
+                (b >> 4) > 9 || (b & 0x0F) > 9 ? 0x80 : (b >> 4) * 10 + (b & 0x0F));
+    }
+    constexpr unsigned char operator[](unsigned b) const { return value[b]; }
+};
+constexpr PackedPairTable PackedPairs;
+
 template <typename T> T load(const void* src) {
     T v;
     std::memcpy(&v, src, sizeof v);
@@ -407,6 +487,40 @@ template <typename T> T load(const void* src) {
 
 template <typename T> void store(void* dst, T v) {
     std::memcpy(dst, &v, sizeof v);
+}
+
+// The digits of magnitude with the '.' before the last `scale` of them, or
+// -scale zeros behind them; the result's length.
+int writeScaled(char* dst, bool negative, uint64_t magnitude, short scale) {
+    char* o = dst;
+    if (negative)
+        *o++ = '-';
+    if (scale <= 0) {
+        o += u64ToString(magnitude, o);
+        const size_t zeros = static_cast<size_t>(-static_cast<int>(scale));
+        if (zeros) {
+            std::memset(o, '0', zeros);
+            o += zeros;
+            *o = '\0';
+        }
+        return static_cast<int>(o - dst);
+    }
+    // Written in place, then moved to make room for the '.' (and for "0."
+    // and zeros when the digits are no more than the scale).
+    const size_t fraction = static_cast<size_t>(scale);
+    const size_t nDigits = u64ToString(magnitude, o);
+    if (nDigits > fraction) {
+        const size_t whole = nDigits - fraction;
+        std::memmove(o + whole + 1, o + whole, fraction + 1);
+        o[whole] = '.';
+        return static_cast<int>(o - dst) + static_cast<int>(nDigits) + 1;
+    }
+    const size_t shift = 2 + fraction - nDigits;
+    std::memmove(o + shift, o, nDigits + 1);
+    o[0] = '0';
+    o[1] = '.';
+    std::memset(o + 2, '0', fraction - nDigits);
+    return static_cast<int>(o - dst) + static_cast<int>(shift + nDigits);
 }
 
 // Reads a two-byte length (host order) and the text behind it, bounded by
@@ -633,6 +747,8 @@ void NUMCNV_hex_to_bin(unsigned char* hex, int n, unsigned char* out, int* outLe
 //===-- Text to scaled 64-bit --------------------------------------------===//
 
 int NUMCNV_getNumeric(const char* s, size_t n, long* value, short* scale, int honourSuffix) {
+    if (quickNumeric(s, n, value, scale))
+        return 1;
     return parseNumeric(s, n, SIZE_MAX, value, scale, honourSuffix,
                         Caller{TextId, "NUMCNV_getNumeric"});
 }
@@ -655,6 +771,8 @@ int NUMCNV_getUnsignedNumFromStr(const char* s, size_t n, unsigned long* value) 
 int NUMCNV_convertTo64Bit(const char* s, int n, long* value, short* scale) {
     if (n < 1)
         return -1;
+    if (quickTo64Bit(s, n, value, scale))
+        return 0;
     const char* p = s;
     const char* const end = s + n;
     bool negative = false;
@@ -894,6 +1012,9 @@ int NUMCNV_copyNumberString(const char* s, int n, char* dst, int dstSize, const 
     const char* rest = dst + sign;
     if (*rest == '\0' || isExponentLetter(*rest) ||
         (*rest == '.' && (rest[1] == '\0' || isExponentLetter(rest[1])))) {
+        // A one-byte target held the empty copy but has no room for "0".
+        if (dstSize < 2)
+            return -1;
         writeZero(dst);
         return 1;
     }
@@ -1141,60 +1262,30 @@ int output_decimal(char* dst, const char* data, short type, short scale, size_t 
 }
 
 int output_binary_int(char* dst, const void* src, short scale, size_t size, short isSigned) {
-    char text[24];
-    size_t length;
+    // The sign and the magnitude, so that the digits go straight into dst.
+    int64_t v;
     switch (size) {
     case 1:
-        length =
-            isSigned ? i8ToString(load<int8_t>(src), text) : u8ToString(load<uint8_t>(src), text);
+        v = isSigned ? load<int8_t>(src) : load<uint8_t>(src);
         break;
     case 2:
-        length = isSigned ? i16ToString(load<int16_t>(src), text)
-                          : u16ToString(load<uint16_t>(src), text);
+        v = isSigned ? load<int16_t>(src) : load<uint16_t>(src);
         break;
     case 4:
-        length = isSigned ? i32ToString(load<int32_t>(src), text)
-                          : u32ToString(load<uint32_t>(src), text);
+        v = isSigned ? load<int32_t>(src) : load<uint32_t>(src);
         break;
     case 8:
-        length = isSigned ? i64ToString(load<int64_t>(src), text)
-                          : u64ToString(load<uint64_t>(src), text);
+        if (!isSigned)
+            return writeScaled(dst, false, load<uint64_t>(src), scale);
+        v = load<int64_t>(src);
         break;
     default:
         dst[0] = '\0';
         return 0;
     }
-    if (scale <= 0) {
-        std::memcpy(dst, text, length);
-        const size_t zeros = static_cast<size_t>(-static_cast<int>(scale));
-        std::memset(dst + length, '0', zeros);
-        dst[length + zeros] = '\0';
-        return static_cast<int>(length + zeros);
-    }
-    const size_t sign = text[0] == '-' ? 1 : 0;
-    const char* digits = text + sign;
-    const size_t nDigits = length - sign;
-    const size_t fraction = static_cast<size_t>(scale);
-    char* o = dst;
-    if (sign)
-        *o++ = '-';
-    if (nDigits > fraction) {
-        const size_t whole = nDigits - fraction;
-        std::memcpy(o, digits, whole);
-        o += whole;
-        *o++ = '.';
-        std::memcpy(o, digits + whole, fraction);
-        o += fraction;
-    } else {
-        *o++ = '0';
-        *o++ = '.';
-        std::memset(o, '0', fraction - nDigits);
-        o += fraction - nDigits;
-        std::memcpy(o, digits, nDigits);
-        o += nDigits;
-    }
-    *o = '\0';
-    return static_cast<int>(o - dst);
+    const bool negative = v < 0;
+    return writeScaled(dst, negative,
+                       negative ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), scale);
 }
 
 //===-- Floating point ---------------------------------------------------===//
@@ -1282,21 +1373,38 @@ int get_packed_decimal(const char* src, size_t bytes, size_t precision, long* va
     const unsigned char* p = reinterpret_cast<const unsigned char*>(src);
     const bool skipFirstHigh = precision % 2 == 0;
     uint64_t v = 0;
-    // Two digits a byte up to the last, whose low nibble is the sign; past
-    // 19 digits the value wraps.
-    for (size_t i = 0; i + 1 < bytes; ++i) {
-        const unsigned high = (i == 0 && skipFirstHigh) ? 0 : p[i] >> 4;
-        const unsigned low = p[i] & 0x0F;
-        if (high > 9 || low > 9)
+    // Two digits a byte up to the last, whose low nibble is the sign, two
+    // bytes a step; past 19 digits the value wraps.
+    const size_t last = bytes - 1;
+    if (last > 0) {
+        const unsigned first = PackedPairs[skipFirstHigh ? p[0] & 0x0F : p[0]];
+        if (first & 0x80)
             return 0;
-        v = v * 100 + high * 10 + low;
+        size_t i = 1;
+        v = first;
+        if (v == 0)
+            while (i < last && p[i] == 0)
+                ++i;
+        for (; i + 1 < last; i += 2) {
+            const unsigned a = PackedPairs[p[i]];
+            const unsigned b = PackedPairs[p[i + 1]];
+            if ((a | b) & 0x80)
+                return 0;
+            v = v * 10000 + a * 100 + b;
+        }
+        if (i < last) {
+            const unsigned a = PackedPairs[p[i]];
+            if (a & 0x80)
+                return 0;
+            v = v * 100 + a;
+        }
     }
-    const unsigned last = p[bytes - 1];
-    const unsigned high = (bytes == 1 && skipFirstHigh) ? 0 : last >> 4;
+    const unsigned signByte = p[last];
+    const unsigned high = (last == 0 && skipFirstHigh) ? 0 : signByte >> 4;
     if (high > 9)
         return 0;
     v = v * 10 + high;
-    *value = static_cast<long>((last & 0x0F) == 0x0D ? 0 - v : v);
+    *value = static_cast<long>((signByte & 0x0F) == 0x0D ? 0 - v : v);
     return 1;
 }
 
