@@ -401,8 +401,11 @@ TEST(NumberConversionTest, CopyNumberString) {
         EXPECT_EQ(static_cast<int>(std::strlen(row.expected)), length) << row.text;
         EXPECT_TRUE(dst.intact()) << row.text;
     }
-    char dst[4];
-    EXPECT_EQ(-1, NUMCNV_copyNumberString("1", 1, dst, 0, nullptr));
+    // No room for "0" and its NUL in one byte.
+    Fenced one(1);
+    EXPECT_EQ(-1, NUMCNV_copyNumberString("", 0, one.data(), 1, nullptr));
+    EXPECT_EQ(-1, NUMCNV_copyNumberString("1", 1, one.data(), 0, nullptr));
+    EXPECT_TRUE(one.intact());
 }
 
 TEST(NumberConversionTest, TextChecks) {
