@@ -12,6 +12,7 @@
 #include "qzstd/NumberString.h"
 
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -1307,11 +1308,18 @@ int get_double(const char* s, size_t n, double* out) {
 }
 
 int get_ll_from_double(const void* d, long* value, short* scale) {
-    char text[64];
-    const int length = std::snprintf(text, sizeof text, "%.22g", load<double>(d));
-    if (length <= 0 || static_cast<size_t>(length) >= sizeof text)
+    const double v = load<double>(d);
+    if (!std::isfinite(v) || std::fabs(v) >= 9223372036854775808.0)
         return 0;
-    return parseNumeric(text, static_cast<size_t>(length), SIZE_MAX, value, scale, 0,
+    // The shortest fixed form of a double below 2^63 has at most 19 digits
+    // before the point and, for the smallest subnormal, 1074 behind it.
+    char text[1200];
+    const std::to_chars_result r =
+        std::to_chars(text, text + sizeof text, v, std::chars_format::fixed);
+    if (r.ec != std::errc())
+        return 0;
+    const size_t length = static_cast<size_t>(r.ptr - text);
+    return parseNumeric(text, length, SIZE_MAX, value, scale, 0,
                         Caller{IntId, "get_ll_from_double"});
 }
 

@@ -261,9 +261,12 @@ QZ_API int output_binary_int(char* dst, const void* src, short scale, size_t siz
 /// result 1 always, 0.0 for a text that isn't a number (kept on purpose).
 QZ_API int get_double(const char* s, size_t n, double* out);
 
-/// Formats the double at d with "%.22g" and reads that by NUMCNV_getNumeric.
-/// Kept on purpose: a text with an exponent fails (result 0), and one of
-/// more than 19 digits (0.1 prints 22) raises 1072 and wraps.
+/// Formats the double at d in the shortest plain decimal that reads back as
+/// the same double, and reads that by NUMCNV_getNumeric: 0.1 gives 1 with
+/// scale 1. Result 0 for NaN, infinities and magnitudes of 2^63 or more,
+/// which no 64-bit value holds. (Formatting with "%.22g", as this once did,
+/// printed digits past the double's precision, 0.1 as 22 of them, so the
+/// reading raised 1072 and stored a wrapped value: a silent loss of data.)
 QZ_API int get_ll_from_double(const void* d, long* value, short* scale);
 
 /// The float (size 4, "%.14g") or double (any other size, "%.17g") at src

@@ -760,11 +760,23 @@ TEST(NumberConversionTest, FloatingPointForms) {
 
     long v = 0;
     short s = 0;
-    const double two = 2.5, huge = 1e30;
-    EXPECT_EQ(1, get_ll_from_double(&two, &v, &s));
-    EXPECT_EQ(25, v);
-    EXPECT_EQ(1, s);
-    EXPECT_EQ(0, get_ll_from_double(&huge, &v, &s)) << "an exponent in the text fails, kept";
+    // Doubles read as their shortest exact decimal: 0.1 is not 22 digits that wrap.
+    const struct {
+        double in;
+        int result;
+        long value;
+        short scale;
+    } doubles[] = {{2.5, 1, 25, 1},          {0.1, 1, 1, 1},    {-1234.5678, 1, -12345678, 4},
+                   {1e15, 1, 1000000000000000, 0}, {1e30, 0, 0, 0}, {-1e19, 0, 0, 0}};
+    for (const auto& c : doubles) {
+        v = 0;
+        s = 0;
+        EXPECT_EQ(c.result, get_ll_from_double(&c.in, &v, &s)) << c.in;
+        if (c.result == 1) {
+            EXPECT_EQ(c.value, v) << c.in;
+            EXPECT_EQ(c.scale, s) << c.in;
+        }
+    }
 
     const struct {
         std::vector<unsigned char> bytes;
