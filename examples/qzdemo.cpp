@@ -108,6 +108,8 @@ void replaceFile(const std::string& path, const std::string& body) {
 // Julian epoch, shown in GMT or local time (here a named zone, so that the
 // demo shows the same thing wherever it runs).
 void showTime() {
+    const char* zone = std::getenv("TZ");
+    const std::string hostZone = zone ? zone : "";
     ::setenv("TZ", "America/New_York", 1);
     ::tzset();
     const long commit = loc_str_to_loc_jts("2026-03-08 06:59:59.250000"); // read as GMT
@@ -123,6 +125,39 @@ void showTime() {
     if (!COMPUTETIMESTAMP(bad, &err))
         std::printf("2026-13-32 25:00 is refused with field error bits 0x%04hX\n",
                     static_cast<unsigned short>(err));
+    if (zone)
+        ::setenv("TZ", hostZone.c_str(), 1);
+    else
+        ::unsetenv("TZ");
+    ::tzset();
+}
+
+// Database numbers are a 64-bit value and a scale, the count of digits behind
+// the point; the converters move them between the forms columns store.
+void showNumbers() {
+    // DECIMAL(7,2) -12345.67 as packed decimal: seven digits and the sign nibble D.
+    const char packed[] = {'\x12', '\x34', '\x56', '\x7D'};
+    long value = 0;
+    if (get_packed_decimal(packed, sizeof packed, 7, &value)) {
+        char text[32];
+        output_binary_int(text, &value, 2, sizeof value, 1);
+        std::printf("packed 12 34 56 7D with scale 2 is %ld, shown as %s\n", value, text);
+    }
+    short scale = 0;
+    if (NUMCNV_convertTo64Bit("1234.5600", 9, &value, &scale) == 0) {
+        char zoned[8], rounded[16];
+        ll_to_num(value, zoned, sizeof zoned, QZ_DT_SIGN_FIRST, 0);
+        NUMCNV_convertToFixedPrec("1234.5600", 9, rounded, 1, sizeof rounded);
+        std::printf("\"1234.5600\" reads as %ld with scale %hd, is %.8s in a signed zoned "
+                    "field, and %s to one place\n",
+                    value, scale, zoned, rounded);
+    }
+    // A converting thread can say which column it is on: a value that no
+    // 64-bit number holds is then reported against it, and still stored.
+    NUMCNV_SetTableContext("SALES.ORDERS", "AMOUNT");
+    short ignored = 0;
+    NUMCNV_getNumeric("123456789012345678901", 21, &value, &ignored, 0);
+    NUMCNV_ClearTableContext();
 }
 
 // A parameter file: commands over several lines, comments, a value from the
@@ -317,10 +352,13 @@ int main(int argc, char** argv) {
     std::printf("\n== 10. Julian timestamps in GMT and local time\n");
     showTime();
 
-    std::printf("\n== 11. A parameter file read command by command, and its tokens\n");
+    std::printf("\n== 11. Database numbers: packed, zoned and text forms\n");
+    showNumbers();
+
+    std::printf("\n== 12. A parameter file read command by command, and its tokens\n");
     showParameters();
 
-    std::printf("\n== 12. The summary report\n");
+    std::printf("\n== 13. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -328,7 +366,7 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 13. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 14. The binary activity of this run is in %s\n", activityFile);
     if (const char* home = std::getenv("QZDEMO_HOME"))
         std::filesystem::remove_all(home);
     return 0;

@@ -27,6 +27,8 @@
 #include "qzstd/NumberString.h"
 #include "qzstd/StringUtil.h"
 #include "qzstd/TimeConversion.h"
+#include "qzstd/ColumnDef.h"
+#include "qzstd/NumberConversion.h"
 #include "qzstd/fileutl.h"
 #include "qzstd/memutl.h"
 
