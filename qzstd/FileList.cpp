@@ -8,6 +8,7 @@
 #include "qzstd/FileList.h"
 
 #include "qzstd/Memory.h"
+#include "qzstd/StringUtil.h"
 #include "qzstd/detail/FileSupport.h"
 
 #include <cerrno>
@@ -22,31 +23,6 @@
 using namespace qzs::qzlib::detail::file;
 
 namespace {
-
-// "*" matches any run, "?" any one character; nothing else is special. The
-// same rule as the string utilities' wildcard match, kept here so that the
-// file utilities do not depend on the parameter scanner.
-bool wildcardMatch(const char* pattern, const char* text) {
-    const char* star = nullptr;
-    const char* resume = nullptr;
-    while (*text) {
-        if (*pattern == '*') {
-            star = pattern++;
-            resume = text;
-        } else if (*pattern == '?' || *pattern == *text) {
-            ++pattern;
-            ++text;
-        } else if (star) {
-            pattern = star + 1;
-            text = ++resume;
-        } else {
-            return false;
-        }
-    }
-    while (*pattern == '*')
-        ++pattern;
-    return *pattern == '\0';
-}
 
 // The body of the list functions: entries of the directory of `pattern`
 // whose names match its last component, appended to `out` (when not null)
@@ -67,8 +43,8 @@ int listFiles(const char* pattern, std::vector<file_info_def>* out, int* count, 
     if (!directory) {
         int error = errno;
         QZ_FILE_LOG(fileLog, Level::Error,
-               "ERROR: cannot open directory: opendir: %s  errno: %d (%s)", opened, error,
-               systemText(error));
+                    "ERROR: cannot open directory: opendir: %s  errno: %d (%s)", opened, error,
+                    systemText(error));
         errno = error;
         return -1;
     }
@@ -82,13 +58,13 @@ int listFiles(const char* pattern, std::vector<file_info_def>* out, int* count, 
                 // Kept on purpose: "readir" is the text that log searches
                 // look for.
                 QZ_FILE_LOG(fileLog, Level::Error, "ERROR: readir: errno: %d (%s)", error,
-                       systemText(error));
+                            systemText(error));
             }
             break;
         }
         if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0)
             continue;
-        if (!wildcardMatch(match, entry->d_name))
+        if (!qzIsWildcardMatch(match, entry->d_name))
             continue;
         // A path that does not fit the name buffer could only be stated
         // under a wrong, cut name: such an entry is left out.

@@ -250,28 +250,42 @@ struct Scanned {
     char at(long power) const { return digit(exponent - power); }
 };
 
-// 1: a number; 0: nothing significant, or an exponent letter where the
-// first significant digit would be (the rest is not looked at); -1: a
-// character out of place or a bad exponent.
-int scanNumber(const char* s, int n, Scanned& out) {
-    const char* p = s;
-    const char* end = s + n;
-    if (p < end && (*p == '+' || *p == '-')) {
-        out.negative = *p == '-';
-        ++p;
-    }
+// What comes before the first significant digit of a number text: a sign,
+// zeros and at most one point. Returns where the walk stopped: the first other
+// character, or `end`.
+struct LeadIn {
+    bool negative = false;
     bool point = false;
     long zerosBehindPoint = 0;
+};
+const char* skipLeadIn(const char* p, const char* end, LeadIn& lead) {
+    if (p < end && (*p == '+' || *p == '-')) {
+        lead.negative = *p == '-';
+        ++p;
+    }
     for (; p < end; ++p) {
         if (*p == '0') {
-            if (point)
-                ++zerosBehindPoint;
-        } else if (*p == '.' && !point) {
-            point = true;
+            if (lead.point)
+                ++lead.zerosBehindPoint;
+        } else if (*p == '.' && !lead.point) {
+            lead.point = true;
         } else {
             break;
         }
     }
+    return p;
+}
+
+// 1: a number; 0: nothing significant, or an exponent letter where the
+// first significant digit would be (the rest is not looked at); -1: a
+// character out of place or a bad exponent.
+int scanNumber(const char* s, int n, Scanned& out) {
+    const char* end = s + n;
+    LeadIn lead;
+    const char* p = skipLeadIn(s, end, lead);
+    out.negative = lead.negative;
+    bool point = lead.point;
+    const long zerosBehindPoint = lead.zerosBehindPoint;
     if (p == end || isExponentLetter(*p))
         return 0;
     if (*p < '1' || *p > '9')
@@ -774,25 +788,12 @@ int NUMCNV_convertTo64Bit(const char* s, int n, long* value, short* scale) {
         return -1;
     if (quickTo64Bit(s, n, value, scale))
         return 0;
-    const char* p = s;
     const char* const end = s + n;
-    bool negative = false;
-    if (*p == '+' || *p == '-') {
-        negative = *p == '-';
-        ++p;
-    }
-    bool point = false;
-    long sc = 0;
-    for (; p < end; ++p) {
-        if (*p == '0') {
-            if (point)
-                ++sc;
-        } else if (*p == '.' && !point) {
-            point = true;
-        } else {
-            break;
-        }
-    }
+    LeadIn lead;
+    const char* p = skipLeadIn(s, end, lead);
+    const bool negative = lead.negative;
+    bool point = lead.point;
+    long sc = lead.zerosBehindPoint;
     if (p == end || isExponentLetter(*p)) {
         *value = 0;
         *scale = 0;

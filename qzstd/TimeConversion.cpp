@@ -338,15 +338,15 @@ bool entryFields(std::size_t form, const detail::DateEntryScan& scan, short* f) 
     return true;
 }
 
-// Digits at fixed places, as the writers put them.
-bool fixedDigits(const char* p, int count, short* value) {
+// Digits at fixed places, as the writers put them; never reads past a NUL.
+template <typename T> bool fixedDigits(const char* p, int count, T* value) {
     int v = 0;
     for (int i = 0; i < count; ++i) {
         if (!isDigit(p[i]))
             return false;
         v = v * 10 + (p[i] - '0');
     }
-    *value = static_cast<short>(v);
+    *value = static_cast<T>(v);
     return true;
 }
 
@@ -604,24 +604,13 @@ detail::LazyLogger isoLog("qzISO8601ToLocalTime");
 constexpr char kIsoSource[] = "qzstd/TimeConversion";
 namespace Level = detail::LogLevel;
 
-// Reads `count` digits at p.
-bool digits(const char* p, int count, int* value) {
-    int v = 0;
-    for (int i = 0; i < count; ++i) {
-        if (!isDigit(p[i]))
-            return false;
-        v = v * 10 + (p[i] - '0');
-    }
-    *value = v;
-    return true;
-}
-
 // "YYYY-MM-DDTHH:MM:SS", a space allowed for the 'T'. Stops at the first
 // character that does not fit, so it never reads past the terminator.
 bool isoDateTime(const char* t, int* v) {
-    return digits(t, 4, &v[0]) && t[4] == '-' && digits(t + 5, 2, &v[1]) && t[7] == '-' &&
-           digits(t + 8, 2, &v[2]) && (t[10] == 'T' || t[10] == ' ') && digits(t + 11, 2, &v[3]) &&
-           t[13] == ':' && digits(t + 14, 2, &v[4]) && t[16] == ':' && digits(t + 17, 2, &v[5]);
+    return fixedDigits(t, 4, &v[0]) && t[4] == '-' && fixedDigits(t + 5, 2, &v[1]) && t[7] == '-' &&
+           fixedDigits(t + 8, 2, &v[2]) && (t[10] == 'T' || t[10] == ' ') &&
+           fixedDigits(t + 11, 2, &v[3]) && t[13] == ':' && fixedDigits(t + 14, 2, &v[4]) &&
+           t[16] == ':' && fixedDigits(t + 17, 2, &v[5]);
 }
 
 // "Z", or a sign, two digits, ':' and two digits, ending the text.
@@ -631,8 +620,8 @@ bool isoOffset(const char* p, int* hours, int* minutes) {
         return p[1] == '\0';
     }
     const int sign = *p == '-' ? -1 : 1;
-    if (!digits(p + 1, 2, hours) || p[3] != ':' || !digits(p + 4, 2, minutes) || p[6] != '\0' ||
-        *hours > 23 || *minutes > 59)
+    if (!fixedDigits(p + 1, 2, hours) || p[3] != ':' || !fixedDigits(p + 4, 2, minutes) ||
+        p[6] != '\0' || *hours > 23 || *minutes > 59)
         return false;
     *hours *= sign;
     *minutes *= sign;
