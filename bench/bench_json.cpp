@@ -79,7 +79,8 @@ std::vector<std::vector<Step>> steps() {
     std::vector<std::vector<Step>> all;
     for (const char* p : Paths) {
         std::vector<Step> s;
-        for (const std::string& e : JsonPath(p).getPathElements()) {
+        const JsonPath path(p);
+        for (const std::string& e : path.getPathElements()) {
             if (e[0] == '[')
                 s.push_back({true, "", static_cast<unsigned>(std::stoul(e.substr(1)))});
             else
