@@ -1,7 +1,7 @@
 //===- qzlib.h - The public interface of libqzlib --------------*- C++ -*-===//
 //
 // One include for the whole library: logging, threads and locks, containers,
-// numbered messages, the text utilities, character sets and UString. It includes the public
+// numbered messages, the text utilities, character sets, UString and JSON. It includes the public
 // headers only; what lives in a folder's detail/ is not installed. Link with
 // -lqzlib (pkg-config qzlib, or CMake find_package(qzlib CONFIG) and
 // qzlib::qzlib).
@@ -94,5 +94,11 @@
 #include "qzlog/config/DOMConfigurator.h"
 #include "qzlog/config/Discovery.h"
 #include "qzstd/CDataItem.h"
+
+// JSON values and paths, and the services' logger names (these include
+// RapidJSON's headers)
+#include "qzsca/JsonPath.h"
+#include "qzsca/JsonValue.h"
+#include "qzsca/ScaLoggers.h"
 
 #endif // QZLIB_H

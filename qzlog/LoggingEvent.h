@@ -16,6 +16,10 @@
 #include <string>
 #include <type_traits>
 
+// A JSON value can be a log argument; its class lives on a floor above this
+// one, which also defines LoggingEvent::operator<<(const JsonValue&).
+class JsonValue;
+
 namespace qzs {
 namespace qzlib {
 namespace MultiThreading {
@@ -178,6 +182,13 @@ public:
     void addArg(const char16_t* v);
     void addArg(std::nullptr_t) { addPointer(nullptr); }
     void addArg(const LoggingCallStack& stack);
+    void addArg(const ::JsonValue& v) { *this << v; }
+
+    /// Stores a JSON value as text (code 115): null as "<nul>", an empty
+    /// object as "<empty Object>", an empty array as "<empty Array> " (the
+    /// blank kept on purpose: both are 15 bytes), another object or array as
+    /// its compact text, anything else as its asString().
+    LoggingEvent& operator<<(const ::JsonValue& value);
     template <typename T>
     void addArg(T* v) {
         addPointer(static_cast<const void*>(v));

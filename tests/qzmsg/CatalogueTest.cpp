@@ -65,7 +65,7 @@ std::set<unsigned long> raisedNumbers(const fs::path& root) {
     static const std::regex number(R"(^\s*(\d{3,8})u?\s*$)");
     static const std::regex term(R"(\b(1000\d{4})u?\b)");
     std::set<unsigned long> found;
-    for (const char* floor : {"qzstd", "qzunicode", "qzmsg", "qzlog", "qzapp", "tools"}) {
+    for (const char* floor : {"qzstd", "qzunicode", "qzmsg", "qzlog", "qzsca", "qzapp", "tools"}) {
         for (const auto& entry : fs::recursive_directory_iterator(root / floor)) {
             const std::string ext = entry.path().extension();
             if (ext != ".cpp" && ext != ".h")
