@@ -70,6 +70,7 @@
 
 // Parameter files and their tokens
 #include "qzapp/ParamScan.h"
+#include "app/qzadmin/TaskTime.h"
 
 // Logging
 #include "qzlog/ActivityFile.h"
@@ -87,6 +88,7 @@
 #include "qzlog/LoggingTime.h"
 #include "qzlog/PatternLayout.h"
 #include "qzlog/StandardLoggers.h"
+#include "qzlog/SyslogAppender.h"
 #include "qzlog/WriterAppender.h"
 #include "qzlog/config/DOMConfigurator.h"
 #include "qzlog/config/Discovery.h"
