@@ -103,8 +103,7 @@ public:
 /// One event on its way out through one appender; lives for one append.
 class QZ_API SyslogMessage {
 public:
-    SyslogMessage(const LoggingEvent* event, const SyslogAppender* appender)
-        : event(event), appender(appender) {}
+    SyslogMessage(const LoggingEvent* e, const SyslogAppender* a) : event(e), appender(a) {}
 
     /// Appends "<PRI>1 TIME HOST APP PID SEQ" to `out`. The host,
     /// application and process texts are made once per process; a blank or
