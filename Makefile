@@ -6,7 +6,7 @@ FUZZ_SECONDS ?= 60
 
 PACKAGES := cmake ninja-build g++ clang libclang-rt-dev pkg-config libicu-dev icu-devtools \
 	libxerces-c-dev rapidjson-dev libboost-dev libgtest-dev libgmock-dev \
-	libbenchmark-dev libspdlog-dev liblog4cxx-dev nlohmann-json3-dev
+	libbenchmark-dev libspdlog-dev liblog4cxx-dev nlohmann-json3-dev rsyslog netbase
 
 .PHONY: all deps build test demo bench asan tsan fuzz fuzz-replay install clean
 

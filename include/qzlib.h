@@ -73,6 +73,7 @@
 
 // Parameter files and their tokens
 #include "qzapp/ParamScan.h"
+#include "app/qzadmin/TaskTime.h"
 
 // Logging
 #include "qzlog/ActivityFile.h"
@@ -90,6 +91,7 @@
 #include "qzlog/LoggingTime.h"
 #include "qzlog/PatternLayout.h"
 #include "qzlog/StandardLoggers.h"
+#include "qzlog/SyslogAppender.h"
 #include "qzlog/WriterAppender.h"
 #include "qzlog/config/DOMConfigurator.h"
 #include "qzlog/config/Discovery.h"

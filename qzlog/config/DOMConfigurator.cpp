@@ -17,6 +17,7 @@
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/PatternLayout.h"
+#include "qzlog/SyslogAppender.h"
 #include "qzlog/WriterAppender.h"
 #include "qzlog/detail/ConfigurationPause.h"
 #include "qzlog/detail/ConfigurationSeam.h"
@@ -358,10 +359,30 @@ bool loadFilter(const Element* node, const std::string& appender, Filter*& out) 
     return false;
 }
 
-// The syslog classes name the syslog appender, which is not built yet: until
-// it is, this gives null and the class reads as unknown.
-Appender* newSyslogAppender(bool /*remote*/, const Params& /*params*/) {
-    return nullptr;
+// Both syslog classes build a SyslogAppender; only the remote one takes a
+// host. A facility other than "Security" or "Application" is reported and
+// leaves the default, as a bad number does for the file appenders. A
+// parameter the class does not take is named in `badParameter`.
+Appender* newSyslogAppender(bool remote, const Params& params, const std::string& appenderName,
+                            std::string& badParameter) {
+    auto* appender = new SyslogAppender("");
+    for (const auto& p : params) {
+        if (equalsNoCase(p.first, "Facility")) {
+            if (equalsNoCase(p.second, "Security"))
+                appender->setFacility(SyslogAppender::Security);
+            else if (equalsNoCase(p.second, "Application"))
+                appender->setFacility(SyslogAppender::Application);
+            else
+                badValue("parameter Facility of appender " + appenderName +
+                         " is neither Security nor Application: " + p.second);
+        } else if (remote && equalsNoCase(p.first, "SyslogHost")) {
+            appender->setSyslogHost(p.second.c_str());
+        } else {
+            badParameter = p.first;
+            break;
+        }
+    }
+    return appender;
 }
 
 // Applies one parameter to a file appender; false for one the class does
@@ -437,7 +458,7 @@ bool loadAppender(const Element* node) {
             }
         }
     } else if (equalsNoCase(cls, "SyslogAppender") || equalsNoCase(cls, "RemoteSyslogAppender")) {
-        appender = newSyslogAppender(equalsNoCase(cls, "RemoteSyslogAppender"), params);
+        appender = newSyslogAppender(equalsNoCase(cls, "RemoteSyslogAppender"), params, name, badParameter);
     }
     if (!appender) {
         report("DOMConfiguratorImpl::loadAppender", 1536, name.c_str(), cls.c_str());

@@ -444,7 +444,14 @@ TEST_F(DOMConfiguratorTest, FaultsGiveTheirMessage) {
         {"filter without class", "<appender name='x' class='ConsoleAppender'><filter/></appender>",
          1113, false},
         {"unknown class", "<appender name='x' class='NoSuchAppender'/>", 1536, false},
-        {"syslog not yet", "<appender name='x' class='SyslogAppender'/>", 1536, false},
+        {"host on local syslog",
+         "<appender name='x' class='SyslogAppender'><param name='SyslogHost' "
+         "value='127.0.0.1'/></appender>",
+         1537, false},
+        {"bad facility",
+         "<appender name='x' class='RemoteSyslogAppender'><param name='Facility' "
+         "value='kern'/></appender>",
+         1113, true},
         {"console parameter",
          "<appender name='x' class='ConsoleAppender'><param name='File' value='a'/></appender>",
          1537, false},
