@@ -12,6 +12,7 @@
 #include "qzlog/LoggerRepository.h"
 #include "qzlog/LoggingTime.h"
 #include "qzlog/detail/SyslogTimeSeam.h"
+#include "qzsca/JsonValue.h"
 
 #include <climits>
 #include <cstdio>
@@ -255,9 +256,11 @@ size_t TaskTime::writeText(char* out, bool local) const {
                           fields.tm_mday, fields.tm_hour, fields.tm_min, fields.tm_sec, ms);
         if (n > 0 && static_cast<size_t>(n) < TextSize) {
             if (local) {
-                // Kept on purpose: the offset is the standard zone's, from
-                // `timezone`, even while daylight saving moves the fields.
-                const long east = -static_cast<long>(::timezone);
+                // The offset in force at that moment (tm_gmtoff), not the
+                // standard zone's `timezone`: with that, a summer time read
+                // "12:00-05:00" for 16:00Z, an hour off for every collector
+                // and reader of the text.
+                const long east = fields.tm_gmtoff;
                 const long size = east < 0 ? -east : east;
                 n += std::snprintf(out + n, TextSize - static_cast<size_t>(n), "%c%02ld:%02ld",
                                    east < 0 ? '-' : '+', size / 3600, size % 3600 / 60);
@@ -346,6 +349,21 @@ void TaskTime::assignGMTString(std::string const& text) {
     }
     assignGMTJulian(jts);
     QZ_TASKTIME_LOG(Level::Debug, "Converted %s to %d", text.c_str(), jts);
+}
+
+void TaskTime::toJson(JsonValue& out) const {
+    out = JsonValue(JsonValue::Object);
+    out["sec"] = JsonValue(seconds);
+    out["usec"] = JsonValue(microseconds);
+    out["gmt"] = JsonValue(asGMTString());
+}
+
+TaskTime& TaskTime::operator=(JsonValue const& json) {
+    if (json.type() != JsonValue::Object) {
+        QZ_TASKTIME_LOG(Level::Error, "Invalid JSON time received: %s", json.toString().c_str());
+        return *this = TaskTime(0L, 0u);
+    }
+    return *this = TaskTime(static_cast<long>(json["sec"].asUInt()), json["usec"].asUInt());
 }
 
 } // namespace qzAdmin

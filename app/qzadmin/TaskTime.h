@@ -17,6 +17,8 @@
 #include <string>
 #include <sys/time.h>
 
+class JsonValue;
+
 namespace qzs {
 namespace qzAdmin {
 
@@ -90,9 +92,9 @@ public:
     /// purpose: 999,500 and up give "1000" in the field, with no carry into
     /// the seconds.
     std::string asGMTString() const;
-    /// A moment: the same in local time, with "+HH:MM" or "-HH:MM" from
-    /// the standard zone's offset (`timezone`) in place of "Z". A span: as
-    /// asGMTString.
+    /// A moment: the same in local time, with the offset then in force,
+    /// daylight saving included, as "+HH:MM" or "-HH:MM" in place of "Z". A
+    /// span: as asGMTString.
     std::string asLocalString() const;
     /// asLocalString written at `out`, which holds at least TextSize bytes;
     /// returns the length. Allocates nothing.
@@ -113,6 +115,15 @@ public:
     /// Reads "YYYY-MM-DD HH:MM:SS.ffffff" as local time. Empty or unreadable
     /// text logs and assigns 0.
     void assignLocalString(std::string const& text);
+
+    /// Makes `out` an object with the members "sec", "usec" and "gmt"
+    /// (asGMTString), in that order.
+    void toJson(JsonValue& out) const;
+    /// Reads the members "sec" and "usec" of an object through asUInt (so
+    /// seconds past 2106 do not come back), carrying whole seconds of the
+    /// microseconds. A value that is not an object logs "Invalid JSON time
+    /// received" at error level and assigns 0.
+    TaskTime& operator=(JsonValue const& json);
 
     long seconds;
     unsigned int microseconds;

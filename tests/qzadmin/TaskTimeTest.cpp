@@ -10,6 +10,7 @@
 
 #include "CaptureAppender.h"
 #include "qzlog/Level.h"
+#include "qzsca/JsonValue.h"
 
 #include <gtest/gtest.h>
 
@@ -126,8 +127,8 @@ TEST(TaskTimeTest, TextForms) {
          "2023-11-14T17:13:20.123-05:00"},
         {TaskTime(1700000000L, 999500u), "2023-11-14T22:13:20.1000Z",
          "2023-11-14T17:13:20.1000-05:00"},
-        // Kept on purpose: summer fields, standard offset.
-        {TaskTime(1688212800u), "2023-07-01T12:00:00.000Z", "2023-07-01T08:00:00.000-05:00"},
+        // Summer: the offset in force, so the text names the same moment.
+        {TaskTime(1688212800u), "2023-07-01T12:00:00.000Z", "2023-07-01T08:00:00.000-04:00"},
     };
     for (const auto& r : rows) {
         EXPECT_EQ(r.gmt, r.value.asGMTString());
@@ -198,6 +199,21 @@ TEST(TaskTimeTest, ReadersTakeDatesAndPlainSeconds) {
 
 // Empty and bad texts and timestamps leave 0 and say so, byte for byte, at
 // their levels, naming the class's source.
+// The JSON form holds its members in order and reads back, microseconds carried.
+TEST(TaskTimeTest, JsonForm) {
+    JsonValue json;
+    TaskTime(1700000000L, 123456u).toJson(json);
+    EXPECT_EQ("{\"sec\":1700000000,\"usec\":123456,\"gmt\":\"2023-11-14T22:13:20.123Z\"}",
+              json.toString());
+    TaskTime back(0u);
+    back = json;
+    EXPECT_TRUE(holds(back, 1700000000L, 123456u));
+    JsonValue carried;
+    ASSERT_TRUE(carried.fromString("{\"sec\":5,\"usec\":2500000}"));
+    back = carried;
+    EXPECT_TRUE(holds(back, 7L, 500000u));
+}
+
 TEST(TaskTimeTest, BadInputAssignsZeroAndLogs) {
     qztest::resetLogging();
     qztest::CapturedLogger captured("qzadmin.TaskTime", "%p|%l|%m");
@@ -226,6 +242,8 @@ TEST(TaskTimeTest, BadInputAssignsZeroAndLogs) {
          "ERROR|assignLocalString|Invalid local timestamp string received: 2023-02-30 00:00:00.0"},
         {"before the epoch", [](TaskTime& t) { t.assignGMTJulian(JTS_UNIX_EPOCH - 1); },
          "ERROR|assignGMTJulian|Invalid julian timestamp received: 210866759999999999"},
+        {"JSON not an object", [](TaskTime& t) { t = JsonValue("[5]"); },
+         "ERROR|operator=|Invalid JSON time received: \"[5]\""},
     };
     for (const auto& r : rows) {
         captured.capture->clear();
