@@ -35,7 +35,7 @@ test: build
 demo: build
 	cd build/release/examples && ./qzdemo qzdemo-activity.bin
 	@echo
-	@echo "== 15. retrace replays the activity file as text"
+	@echo "== 17. retrace replays the activity file as text"
 	cd build/release/examples && ../tools/retrace/retrace qzdemo-activity.bin
 
 bench: deps build/bench/build.ninja

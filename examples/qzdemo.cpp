@@ -6,7 +6,8 @@
 // the character set it came in, raises numbered messages of its own, finds
 // its logging files in an installation tree and follows a change to them
 // while it runs, converts times and database numbers, reads a parameter file,
-// and prints the summary report the library keeps.
+// edits a JSON document, sends events to a syslog collector when one is named
+// (--syslog=HOST[:PORT]), and prints the summary report the library keeps.
 //
 //===----------------------------------------------------------------------===//
 #include <qzlib.h>
@@ -160,6 +161,57 @@ void showNumbers() {
     NUMCNV_ClearTableContext();
 }
 
+// A service's state is a JSON document: read it, change it through paths,
+// write it back; a path that does not resolve says where and why.
+void showJson() {
+    using namespace qzs::qzlib::sca;
+    JsonValue doc;
+    JsonReader reader;
+    const std::string text = R"({"service":"capture","paths":{"trail":"./trails/ea"},)"
+                             R"("tables":[{"name":"ORDERS","rows":1200},{"name":"LINES","rows":5400}]})";
+    if (!reader.parse(text, doc))
+        return;
+    std::printf("read: %s\n", doc.toString().c_str());
+    JsonPath("/tables/[1]/rows").put(doc) = JsonValue(5460);
+    JsonPath("/status/lag").put(doc) = JsonValue(2.5);
+    JsonPath("/paths/trail").remove(doc);
+    std::printf("table 2 is %s with %s rows\n",
+                JsonPath("/tables/[1]/name").getValueAsString(doc).c_str(),
+                JsonPath("/tables/[1]/rows").getValueAsString(doc).c_str());
+    JsonPathError error;
+    JsonPath("/tables/[7]/name").get(doc, &error);
+    std::printf("/tables/[7]/name: %s at element %lu\n", error.getErrorStr(),
+                error.getErrorPos());
+    std::printf("written back:\n%s\n", doc.toStyledString().c_str());
+    qzs::qzAdmin::TaskTime started(1700000000L, 250000u);
+    JsonValue when;
+    started.toJson(when);
+    QZ_INFO(g_apply, "a JSON value as a log argument: %s", when);
+}
+
+// Events to a syslog collector as RFC 5424 datagrams, when one is named.
+void showSyslog(const char* host) {
+    if (!host) {
+        std::printf("(no collector named: run qzdemo ACTIVITY_FILE --syslog=HOST[:PORT] to send "
+                    "a few events)\n");
+        return;
+    }
+    SyslogAppender* syslog = new SyslogAppender("syslog");
+    syslog->setSyslogHost(host);
+    syslog->setLayout(new PatternLayout("%m"));
+    Logger* ops = Logger::getRepository().getLogger("demo.ops");
+    ops->addAppender(*syslog);
+    ops->setAdditivity(false);
+    ops->setLevel(Level::Info);
+    QZ_INFO(ops, "capture started for %d tables", 2);
+    QZ_WARN(ops, "lag is %d seconds", 12);
+    QZ_ERROR(ops, "trail %s is full", "./trails/ea");
+    ops->removeAppender(*syslog);
+    syslog->close();
+    delete syslog;
+    std::printf("three events sent to %s\n", host);
+}
+
 // A parameter file: commands over several lines, comments, a value from the
 // environment and an included file, read one whole command at a time.
 void showParameters() {
@@ -272,6 +324,10 @@ int main(int argc, char** argv) {
         std::filesystem::absolute(argc > 1 ? argv[1] : "qzdemo-activity.bin");
     if (argc > 1)
         argv[1] = const_cast<char*>(activityPath.c_str());
+    const char* syslogHost = nullptr;
+    for (int i = 2; i < argc; ++i)
+        if (std::strncmp(argv[i], "--syslog=", 9) == 0)
+            syslogHost = argv[i] + 9;
     becomeInstalled(argv);
     const char* activityFile = activityPath.c_str();
 
@@ -358,7 +414,13 @@ int main(int argc, char** argv) {
     std::printf("\n== 12. A parameter file read command by command, and its tokens\n");
     showParameters();
 
-    std::printf("\n== 13. The summary report\n");
+    std::printf("\n== 13. A JSON document read, edited through paths and written back\n");
+    showJson();
+
+    std::printf("\n== 14. Syslog\n");
+    showSyslog(syslogHost);
+
+    std::printf("\n== 15. The summary report\n");
     std::string report;
     Logger::getRepository().getSummaryReport(report);
     std::fputs(report.c_str(), stdout);
@@ -366,7 +428,7 @@ int main(int argc, char** argv) {
     // Deliver the buffers still open and close the activity file.
     Appender::flushOutput();
     binary->close();
-    std::printf("\n== 14. The binary activity of this run is in %s\n", activityFile);
+    std::printf("\n== 16. The binary activity of this run is in %s\n", activityFile);
     if (const char* home = std::getenv("QZDEMO_HOME"))
         std::filesystem::remove_all(home);
     return 0;
