@@ -648,8 +648,8 @@ struct DepthLimit {
     }
 };
 
-struct Generator {
-    BoundedStream& stream;
+template <typename Stream> struct Generator {
+    Stream& stream;
     rapidjson::ParseResult& result;
     bool& tooDeep;
     bool operator()(ParseDocument& doc) {
@@ -663,28 +663,38 @@ struct Generator {
 
 } // namespace
 
-bool JsonReader::parse(const std::string& text, JsonValue& value) {
-    return parse(text.data(), text.size(), value);
-}
-
-bool JsonReader::parse(const char* text, unsigned long length, JsonValue& value) {
+// Parses `length` bytes from `stream` into `value`; true when they were one
+// whole document.
+template <typename Stream>
+bool JsonReader::parseStream(Stream& stream, unsigned long length, JsonValue& value) {
     m_tooDeep = false;
-    if (!text)
-        length = 0;
     if (length >= 0xFFFFFFFFul) {
         // RapidJSON keeps string lengths in 32 bits.
         m_result.Set(rapidjson::kParseErrorTermination, 0);
         return processParseResults(value);
     }
-    BoundedStream stream(text ? text : "", length);
     ParseDocument doc;
-    Generator generator{stream, m_result, m_tooDeep};
+    Generator<Stream> generator{stream, m_result, m_tooDeep};
     doc.Populate(generator);
     if (!m_result.IsError() && stream.Tell() < length)
         m_result.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
     if (!m_result.IsError())
         value.Base::Swap(doc);
     return processParseResults(value);
+}
+
+bool JsonReader::parse(const std::string& text, JsonValue& value) {
+    // A string ends in a NUL, so the reader can take its bytes unchecked: a
+    // NUL inside reads as the end there, as with the counted form.
+    rapidjson::StringStream stream(text.c_str());
+    return parseStream(stream, text.size(), value);
+}
+
+bool JsonReader::parse(const char* text, unsigned long length, JsonValue& value) {
+    if (!text)
+        length = 0;
+    BoundedStream stream(text ? text : "", length);
+    return parseStream(stream, length, value);
 }
 
 bool JsonReader::parse(std::istream& in, JsonValue& value) {
