@@ -364,11 +364,14 @@ JsonPathError::ResultStatus JsonPath::remove(JsonValue& value, JsonPathError* er
             else
                 parent->Erase(parent->Begin() + n);
         }
+    } else if (!parent->IsObject()) {
+        // Asked before any member iterator exists: RapidJSON's iterators are
+        // defined on objects only.
+        code = JsonPathError::NODE_NOT_FOUND;
     } else {
-        auto found = parent->IsObject() ? parent->FindMember(Base(rapidjson::StringRef(
-                                              element.data(), static_cast<rapidjson::SizeType>(element.size()))))
-                                        : parent->MemberEnd();
-        if (!parent->IsObject() || found == parent->MemberEnd())
+        auto found = parent->FindMember(
+            Base(rapidjson::StringRef(element.data(), static_cast<rapidjson::SizeType>(element.size()))));
+        if (found == parent->MemberEnd())
             code = JsonPathError::NODE_NOT_FOUND;
         else
             parent->EraseMember(found);

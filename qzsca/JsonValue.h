@@ -61,8 +61,10 @@ public:
     typedef rapidjson::GenericValue<rapidjson::UTF8<char>, rapidjson::CrtAllocator> Base;
     typedef rapidjson::CrtAllocator AllocatorType;
 
-    /// The library's type tags, in value order.
-    enum value_type { Null = 0, Int = 1, UInt = 2, Real = 3, String = 4, Bool = 5, Array = 6, Object = 7 };
+    /// The library's type tags, in value order. The underlying type is
+    /// fixed, so that a tag read from outside may hold any int, which
+    /// toRapidType answers for too.
+    enum value_type : int { Null = 0, Int = 1, UInt = 2, Real = 3, String = 4, Bool = 5, Array = 6, Object = 7 };
 
     JsonValue() noexcept {}
     /// An empty value of RapidJSON kind `kind` (0 for numbers, "" for strings).
