@@ -663,38 +663,42 @@ template <typename Stream> struct Generator {
 
 } // namespace
 
-// Parses `length` bytes from `stream` into `value`; true when they were one
-// whole document.
+namespace {
+// Parses `length` bytes from `stream` into `value`, which changes only when
+// they were one whole document; the outcome is left in `result`.
 template <typename Stream>
-bool JsonReader::parseStream(Stream& stream, unsigned long length, JsonValue& value) {
-    m_tooDeep = false;
+void parseStream(Stream& stream, unsigned long length, JsonValue& value, rapidjson::ParseResult& result,
+                 bool& tooDeep) {
+    tooDeep = false;
     if (length >= 0xFFFFFFFFul) {
         // RapidJSON keeps string lengths in 32 bits.
-        m_result.Set(rapidjson::kParseErrorTermination, 0);
-        return processParseResults(value);
+        result.Set(rapidjson::kParseErrorTermination, 0);
+        return;
     }
     ParseDocument doc;
-    Generator<Stream> generator{stream, m_result, m_tooDeep};
+    Generator<Stream> generator{stream, result, tooDeep};
     doc.Populate(generator);
-    if (!m_result.IsError() && stream.Tell() < length)
-        m_result.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
-    if (!m_result.IsError())
+    if (!result.IsError() && stream.Tell() < length)
+        result.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
+    if (!result.IsError())
         value.Base::Swap(doc);
-    return processParseResults(value);
 }
+} // namespace
 
 bool JsonReader::parse(const std::string& text, JsonValue& value) {
     // A string ends in a NUL, so the reader can take its bytes unchecked: a
     // NUL inside reads as the end there, as with the counted form.
     rapidjson::StringStream stream(text.c_str());
-    return parseStream(stream, text.size(), value);
+    parseStream(stream, text.size(), value, m_result, m_tooDeep);
+    return processParseResults(value);
 }
 
 bool JsonReader::parse(const char* text, unsigned long length, JsonValue& value) {
     if (!text)
         length = 0;
     BoundedStream stream(text ? text : "", length);
-    return parseStream(stream, length, value);
+    parseStream(stream, length, value, m_result, m_tooDeep);
+    return processParseResults(value);
 }
 
 bool JsonReader::parse(std::istream& in, JsonValue& value) {

@@ -282,8 +282,6 @@ public:
     bool tooDeep() const { return m_tooDeep; }
 
 private:
-    template <typename Stream> bool parseStream(Stream& stream, unsigned long length, JsonValue& value);
-
     rapidjson::ParseResult m_result;
     bool m_tooDeep = false;
 };
