@@ -28,20 +28,20 @@ namespace {
 
 std::string makeFile() {
     std::string text = "-- Replication of the order schema\n"
-                       "REPLICAT rep1\n"
-                       "USERID ggadmin, PASSWORD 'not-a-secret'\n"
-                       "DISCARDFILE ./dirrpt/rep1.dsc, APPEND, MEGABYTES 100\n"
-                       "REPORTCOUNT EVERY 10 MINUTES, RATE\n"
+                       "APPLY app1\n"
+                       "USER repadmin, PASSWORD 'not-a-secret'\n"
+                       "REJECTFILE ./reports/app1.rej, APPEND, SIZE 100\n"
+                       "REPORT EVERY 10 MINUTES, RATE\n"
                        "COMMENT the maps below are generated\n\n";
     for (int i = 0; i < 400; ++i) {
         const std::string n = std::to_string(i);
         text += "MAP src.orders" + n + ", TARGET dst.orders" + n + ", \\\n";
-        text += "  COLMAP (USEDEFAULTS, id = order_id, note = 'it''s \"quoted\" -- not a comment', "
-                "total = @COMPUTE(qty * price)), \\\n";
-        text += "  FILTER (qty > 0), KEYCOLS (order_id, line_no); -- trailing comment\n";
+        text += "  COLUMNS (DEFAULTS, id = order_id, note = 'it''s \"quoted\" -- not a comment', "
+                "total = @CALC(qty * price)), \\\n";
+        text += "  FILTER (qty > 0), KEYS (order_id, line_no); -- trailing comment\n";
         if (i % 10 == 0)
             text +=
-                "TABLE \"Src\".\"Mixed" + n + "\", TOKENS (tk = @GETENV('GGHEADER', 'OPTYPE'));\n";
+                "TABLE \"Src\".\"Mixed" + n + "\", TAGS (tk = @ENV('HEADER', 'OPTYPE'));\n";
     }
     return text;
 }

@@ -160,7 +160,7 @@ QZ_API long get_close_paren(const char* text, long open);
 
 /// The first `keyword` in `text` that stands as a word (not inside another
 /// word, quotes or parentheses), without regard to case; null when absent.
-/// findClause("MAP a, TARGET b, COLMAP (x = 'TARGET')", "TARGET") finds the
+/// findClause("MAP a, TARGET b, COLUMNS (x = 'TARGET')", "TARGET") finds the
 /// second word of the clause list.
 QZ_API const char* findClause(const char* text, const char* keyword);
 

@@ -53,7 +53,7 @@ QZ_API int qzGetFullPathName(char const* path, int size, char* fullPath, char** 
 // ---- Trail file names -------------------------------------------------------
 //
 // A trail file is named by a prefix and a sequence number of 6 or 9 digits:
-// "dirdat/aa000123" or "dirdat/aa000000123". The trailing digits of the last
+// "trails/aa000123" or "trails/aa000000123". The trailing digits of the last
 // path component decide: 9 or more mean 9, 6 to 8 mean 6 (so a prefix may
 // end in a digit), fewer mean no sequence.
 

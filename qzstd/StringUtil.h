@@ -43,7 +43,7 @@ QZ_API char* qzDownshift(char* text);
 /// is left alone; an unterminated quote protects the rest of the text.
 QZ_API char* qzUpshiftNotQuoted(char* text);
 /// As qzUpshiftNotQuoted, and a word holding a '/' (a path such as
-/// "dirdat/aa") is left alone too. A word is a run of bytes up to a blank,
+/// "trails/aa") is left alone too. A word is a run of bytes up to a blank,
 /// tab, ',', '=', '(' or ')'.
 QZ_API char* qzUpshiftNotQuotedNotDir(char* text);
 

@@ -88,7 +88,7 @@ TEST(ParamScanTest, TokensInBothForms) {
         {"\"a\".b c", true, "\"a\".bq | c"},
         {"\"a\".b c", false, "a\".bq | c"},
         {"'a' 'b'", false, "aq | bq"},
-        {"COLMAP (a = b, c = \"x)\")", true, "COLMAP | (a = b, c = \"x)\")"},
+        {"COLUMNS (a = b, c = \"x)\")", true, "COLUMNS | (a = b, c = \"x)\")"},
         {"NAME(a, (b)) next", true, "NAME(a, (b)) | next"},
         {"k=v,k2 = (1,2) ,\tlast", true, "k= | v, | k2= | (1,2), | last"},
         {"\t a\r\n", true, "a"},
@@ -97,7 +97,7 @@ TEST(ParamScanTest, TokensInBothForms) {
         {"a )b", true, "a | )b"},
         {"'abc", true, "error: unterminated quote"},
         {"x 'a''", true, "error: unterminated quote"},
-        {"COLMAP (a = ')'", true, "error: unterminated parenthesis"},
+        {"COLUMNS (a = ')'", true, "error: unterminated parenthesis"},
         {"f(a", true, "error: unterminated parenthesis"},
         {"a =", true, "error: missing item"},
         {"a, ", true, "error: missing item"},
@@ -238,17 +238,17 @@ TEST(ParamScanTest, QuotedParamsParenthesesAndClauses) {
         EXPECT_STREQ(out, q.out) << q.text;
     }
 
-    const char* colmap = "(a = f(b), c = ')')) x";
-    EXPECT_EQ(qzFindCloseParen(colmap), colmap + 18);
+    const char* columns = "(a = f(b), c = ')')) x";
+    EXPECT_EQ(qzFindCloseParen(columns), columns + 18);
     EXPECT_EQ(qzFindCloseParen("(a (b)"), nullptr);
     EXPECT_EQ(qzFindCloseParen("a"), nullptr);
     EXPECT_EQ(get_close_paren("f(x(y)) z", 1), 6);
     EXPECT_EQ(get_close_paren("f(x", 1), -1);
     EXPECT_EQ(get_close_paren("f", 5), -1);
 
-    const char* map = "MAP a, TARGETS t, COLMAP (x = 'TARGET', TARGET), target b";
+    const char* map = "MAP a, TARGETS t, COLUMNS (x = 'TARGET', TARGET), target b";
     EXPECT_EQ(findClause(map, "TARGET"), map + 49);
-    EXPECT_EQ(findClause(map, "colmap"), map + 18);
+    EXPECT_EQ(findClause(map, "columns"), map + 18);
     EXPECT_EQ(findClause(map, "WHERE"), nullptr);
     EXPECT_EQ(findClause("'TARGET' x", "TARGET"), nullptr);
 }
@@ -323,13 +323,13 @@ TEST(ParamScanTest, UStringHelpers) {
     EXPECT_FALSE(qzGetValueForParam(params, UString("USER"), value));
 
     UString out;
-    const UString sub("MAP a, TARGET b, COLMAP (x)");
+    const UString sub("MAP a, TARGET b, COLUMNS (x)");
     EXPECT_TRUE(qzGetSubstring(sub, UString("TARGET "), UString(","), out));
     EXPECT_STREQ(out.c_str(), "b");
-    EXPECT_TRUE(qzGetSubstring(sub, UString("COLMAP "), UString(), out));
+    EXPECT_TRUE(qzGetSubstring(sub, UString("COLUMNS "), UString(), out));
     EXPECT_STREQ(out.c_str(), "(x)");
     EXPECT_FALSE(qzGetSubstring(sub, UString("WHERE"), UString(), out));
-    EXPECT_FALSE(qzGetSubstring(sub, UString("COLMAP"), UString(";"), out));
+    EXPECT_FALSE(qzGetSubstring(sub, UString("COLUMNS"), UString(";"), out));
 
     // Every token in turn, separators consumed; an unclosed one stops at its start.
     UString token, error;
@@ -453,7 +453,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
                                 "TABLE a, \\\n"
                                 "   COLS (c1, \\   -- note\n"
                                 "   c2);\n"
-                                "MAP s.t, COLMAP (x = '--not a comment', y = \"it's\");\n"
+                                "MAP s.t, COLUMNS (x = '--not a comment', y = \"it's\");\n"
                                 "\\\n"
                                 "last line without newline");
     EXPECT_EQ(
@@ -461,7 +461,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
         (std::vector<std::string>{
             "EXTRACT ext1", "Comments is a command", "USERID u, PASSWORD secret", "TABLE hr.emp",
             "MAP ?QZT_UNSET.a, TARGET b.a", "FILE  x.dat", "GETENV x;", "TABLE a, COLS (c1, c2)",
-            "MAP s.t, COLMAP (x = '--not a comment', y = \"it's\")", "last line without newline"}));
+            "MAP s.t, COLUMNS (x = '--not a comment', y = \"it's\")", "last line without newline"}));
     EXPECT_EQ(printed, "?QZT_SCHEMA = hr\n");
     EXPECT_TRUE(faults().empty());
 }

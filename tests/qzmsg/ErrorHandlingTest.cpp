@@ -61,8 +61,8 @@ TEST(IssueMessage, ConsoleLineAndErrorLogRecord) {
     } cases[] = {
         {239, "/opt/qz/dirprm/extract.prm", "ERROR   XQZ-00042  Failed.",
          "ERROR   XQZ-00042  " + program + ", extract.prm:  Failed."},
-        {223, "C:\\qz\\dirprm\\replicat.prm", "WARNING XQZ-00042  Failed.",
-         "WARNING XQZ-00042  " + program + ", replicat.prm:  Failed."},
+        {223, "C:\\qz\\dirprm\\apply.prm", "WARNING XQZ-00042  Failed.",
+         "WARNING XQZ-00042  " + program + ", apply.prm:  Failed."},
         {222, nullptr, "INFO    XQZ-00042  Failed.",
          "INFO    XQZ-00042  " + program + ":  Failed."},
     };

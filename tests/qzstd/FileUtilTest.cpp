@@ -535,8 +535,8 @@ TEST(FilePathTest, TrailFileNames) {
         long seqno;
         const char* trail;
     } rows[] = {
-        {"dirdat/aa000000123", 9, 123, "dirdat/aa"},
-        {"dirdat/aa000123", 6, 123, "dirdat/aa"},
+        {"trails/aa000000123", 9, 123, "trails/aa"},
+        {"trails/aa000123", 6, 123, "trails/aa"},
         // A prefix may end in a digit: seven digits are a one-digit tail of
         // the prefix and a six-digit sequence.
         {"a1000123", 6, 123, "a1"},

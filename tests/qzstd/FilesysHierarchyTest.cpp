@@ -320,7 +320,7 @@ TEST_F(FilesysHierarchyTest, NamesAndVariables) {
         bool server;
     } names[] = {
         {"pmsrvr", true}, {"ServiceManager", true}, {"srvr", true},     {"Manager,admin", true},
-        {"", false},      {"replicat", false},      {"pmsrvr2", false}, {"PMSRVR", false}};
+        {"", false},      {"applier", false},      {"pmsrvr2", false}, {"PMSRVR", false}};
     for (const auto& row : names)
         EXPECT_EQ(row.server, FilesysHierarchy::isSCAServerName(row.name)) << row.name;
 
