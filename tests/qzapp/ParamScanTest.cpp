@@ -247,7 +247,7 @@ TEST(ParamScanTest, QuotedParamsParenthesesAndClauses) {
     EXPECT_EQ(get_close_paren("f", 5), -1);
 
     const char* map = "MAP a, TARGETS t, COLUMNS (x = 'TARGET', TARGET), target b";
-    EXPECT_EQ(findClause(map, "TARGET"), map + 49);
+    EXPECT_EQ(findClause(map, "TARGET"), map + 50);
     EXPECT_EQ(findClause(map, "columns"), map + 18);
     EXPECT_EQ(findClause(map, "WHERE"), nullptr);
     EXPECT_EQ(findClause("'TARGET' x", "TARGET"), nullptr);
