@@ -221,7 +221,7 @@ void showParameters() {
     std::ofstream(dir + "/capture.prm")
         << "-- capture of the sales schema\n"
            "CAPTURE cap1\n"
-           "SOURCEDB sales USER ?DEMO_USER, PASSWORD secret\n"
+           "DATABASE sales USER ?DEMO_USER, PASSWORD secret\n"
            "SKIPUSERS batch, \\\n"
            "    nightly\n"
            "OBEY "

@@ -240,7 +240,7 @@ QZ_API qzs::qzlib::qzunicode::UString& qzTrimR(qzs::qzlib::qzunicode::UString& t
 QZ_API qzs::qzlib::qzunicode::UString& qzTrimL(qzs::qzlib::qzunicode::UString& text);
 
 /// The token after the word `param` (any case, as a whole token) in
-/// `text`: "USERID x, PASSWORD y" with "PASSWORD" gives "y". Quotes are
+/// `text`: "LOGINID x, PASSWORD y" with "PASSWORD" gives "y". Quotes are
 /// kept. False when the word is absent or nothing follows it.
 QZ_API bool qzGetValueForParam(const qzs::qzlib::qzunicode::UString& text,
                                const qzs::qzlib::qzunicode::UString& param,

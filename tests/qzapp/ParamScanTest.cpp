@@ -155,8 +155,8 @@ TEST(ParamScanTest, PasswordsMasked) {
         const char* out;
     } rows[] = {
         {"LOGIN USER a, PASSWORD secret", "LOGIN USER a, PASSWORD ***"},
-        {"USERID u, password secret, ENCRYPTKEY default",
-         "USERID u, password ***, ENCRYPTKEY default"},
+        {"LOGINID u, password secret, KEYNAME default",
+         "LOGINID u, password ***, KEYNAME default"},
         {"PASSWORD\t'se cret' x", "PASSWORD\t*** x"},
         {"PASSWORD = secret", "PASSWORD = ***"},
         {"PASSWORDS x", "PASSWORDS x"},
@@ -314,12 +314,12 @@ TEST(ParamScanTest, UStringHelpers) {
     EXPECT_TRUE(qzTrimR(blank).empty());
 
     UString value;
-    const UString params("USERID u1, PASSWORD = 'p w', ENCRYPTKEY");
+    const UString params("LOGINID u1, PASSWORD = 'p w', KEYNAME");
     EXPECT_TRUE(qzGetValueForParam(params, UString("password"), value));
     EXPECT_STREQ(value.c_str(), "'p w'");
-    EXPECT_TRUE(qzGetValueForParam(params, UString("USERID"), value));
+    EXPECT_TRUE(qzGetValueForParam(params, UString("LOGINID"), value));
     EXPECT_STREQ(value.c_str(), "u1");
-    EXPECT_FALSE(qzGetValueForParam(params, UString("ENCRYPTKEY"), value));
+    EXPECT_FALSE(qzGetValueForParam(params, UString("KEYNAME"), value));
     EXPECT_FALSE(qzGetValueForParam(params, UString("USER"), value));
 
     UString out;
@@ -442,10 +442,10 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
     unsetenv("QZT_UNSET");
     writeFile(path("main.prm"), "-- a whole-line comment\n"
                                 "\n"
-                                "   EXTRACT ext1   \r\n"
+                                "   CAPTURE cap1   \r\n"
                                 "COMMENT this line is skipped -- entirely\n"
                                 "Comments is a command\n"
-                                "USERID u, PASSWORD secret -- trailing comment\n"
+                                "LOGINID u, PASSWORD secret -- trailing comment\n"
                                 "TABLE ?QZT_SCHEMA.emp;\n"
                                 "MAP ?QZT_UNSET.a, TARGET b.a ;   \n"
                                 "FILE  x.dat;\n"
@@ -459,7 +459,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
     EXPECT_EQ(
         readAll("main.prm"),
         (std::vector<std::string>{
-            "EXTRACT ext1", "Comments is a command", "USERID u, PASSWORD secret", "TABLE hr.emp",
+            "CAPTURE cap1", "Comments is a command", "LOGINID u, PASSWORD secret", "TABLE hr.emp",
             "MAP ?QZT_UNSET.a, TARGET b.a", "FILE  x.dat", "GETENV x;", "TABLE a, COLS (c1, c2)",
             "MAP s.t, COLUMNS (x = '--not a comment', y = \"it's\")", "last line without newline"}));
     EXPECT_EQ(printed, "?QZT_SCHEMA = hr\n");
@@ -583,20 +583,20 @@ TEST_F(ParamFileTest, HostileFilesEndInAMessage) {
 }
 
 TEST_F(ParamFileTest, EchoMasksPasswordsAndSubstitutions) {
-    setenv("QZT_PW", "hunter2", 1);
-    setenv("QZT_USER", "scott", 1);
+    setenv("QZT_PW", "s3cr3t", 1);
+    setenv("QZT_USER", "ann", 1);
     setenv("PW", "direct", 1);
     writeFile(path("echo.prm"),
-              "USERID ?QZT_USER, PASSWORD ?QZT_PW\nDBLOGIN USERID x, PASSWORD ?PW\n"
-              "USERID x, PASSWORD plain\n");
+              "LOGINID ?QZT_USER, PASSWORD ?QZT_PW\nCONNECT LOGINID x, PASSWORD ?PW\n"
+              "LOGINID x, PASSWORD plain\n");
     EXPECT_EQ(readAll("echo.prm", QZ_CMD_ECHO),
-              (std::vector<std::string>{"USERID scott, PASSWORD hunter2",
-                                        "DBLOGIN USERID x, PASSWORD direct",
-                                        "USERID x, PASSWORD plain"}));
-    EXPECT_EQ(printed, "?QZT_USER = scott\n?QZT_PW = ***\nUSERID scott, PASSWORD ***\n"
-                       "?PW = ***\nDBLOGIN USERID x, PASSWORD ***\nUSERID x, PASSWORD ***\n");
+              (std::vector<std::string>{"LOGINID ann, PASSWORD s3cr3t",
+                                        "CONNECT LOGINID x, PASSWORD direct",
+                                        "LOGINID x, PASSWORD plain"}));
+    EXPECT_EQ(printed, "?QZT_USER = ann\n?QZT_PW = ***\nLOGINID ann, PASSWORD ***\n"
+                       "?PW = ***\nCONNECT LOGINID x, PASSWORD ***\nLOGINID x, PASSWORD ***\n");
     EXPECT_TRUE(readAll("echo.prm", QZ_CMD_NO_SUBSTITUTE).at(1) ==
-                "DBLOGIN USERID x, PASSWORD ?PW");
+                "CONNECT LOGINID x, PASSWORD ?PW");
     EXPECT_EQ(printed, "");
     unsetenv("PW");
 }
