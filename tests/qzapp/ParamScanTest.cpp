@@ -459,7 +459,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
     EXPECT_EQ(
         readAll("main.prm"),
         (std::vector<std::string>{
-            "CAPTURE cap1", "Comments is a command", "LOGINID u, PASSWORD secret", "TABLE hr.emp",
+            "CAPTURE cap1", "Comments is a command", "LOGINID u, PASSWORD secret", "TABLE sales.items",
             "MAP ?QZT_UNSET.a, TARGET b.a", "FILE  x.dat", "GETENV x;", "TABLE a, COLS (c1, c2)",
             "MAP s.t, COLUMNS (x = '--not a comment', y = \"it's\")", "last line without newline"}));
     EXPECT_EQ(printed, "?QZT_SCHEMA = hr\n");
