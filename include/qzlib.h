@@ -70,6 +70,7 @@
 // Database object names, also as message arguments
 #include "qzapp/DBObjName.h"
 #include "qzapp/ObjectNameMessages.h"
+#include "qzapp/RecordDump.h"
 
 // Parameter files and their tokens
 #include "qzapp/ParamScan.h"
