@@ -438,7 +438,7 @@ protected:
 };
 
 TEST_F(ParamFileTest, EveryKindOfLine) {
-    setenv("QZT_SCHEMA", "hr", 1);
+    setenv("QZT_SCHEMA", "sales", 1);
     unsetenv("QZT_UNSET");
     writeFile(path("main.prm"), "-- a whole-line comment\n"
                                 "\n"
@@ -446,7 +446,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
                                 "COMMENT this line is skipped -- entirely\n"
                                 "Comments is a command\n"
                                 "LOGINID u, PASSWORD secret -- trailing comment\n"
-                                "TABLE ?QZT_SCHEMA.emp;\n"
+                                "TABLE ?QZT_SCHEMA.items;\n"
                                 "MAP ?QZT_UNSET.a, TARGET b.a ;   \n"
                                 "FILE  x.dat;\n"
                                 "GETENV x;\n"
@@ -462,7 +462,7 @@ TEST_F(ParamFileTest, EveryKindOfLine) {
             "CAPTURE cap1", "Comments is a command", "LOGINID u, PASSWORD secret", "TABLE sales.items",
             "MAP ?QZT_UNSET.a, TARGET b.a", "FILE  x.dat", "GETENV x;", "TABLE a, COLS (c1, c2)",
             "MAP s.t, COLUMNS (x = '--not a comment', y = \"it's\")", "last line without newline"}));
-    EXPECT_EQ(printed, "?QZT_SCHEMA = hr\n");
+    EXPECT_EQ(printed, "?QZT_SCHEMA = sales\n");
     EXPECT_TRUE(faults().empty());
 }
 
