@@ -3,7 +3,9 @@
 // A JsonPath names a node of a JsonValue tree by a string such as
 // "/config/servers/[2]/name", and reads, creates or removes it. Failures go
 // into a JsonPathError; they are thrown as QZException only when the caller
-// asks for it (`report`).
+// asks for it (`report`). Member names are taken as the path's bytes: a name
+// that is not UTF-8 is stored as it is, and the document written with it is
+// not JSON that a reader takes.
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZSCA_JSONPATH_H

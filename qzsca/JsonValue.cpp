@@ -22,8 +22,13 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <cfloat>
+#include <charconv>
+#include <clocale>
 #include <cmath>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <istream>
 #include <iterator>
@@ -587,8 +592,18 @@ template QZ_API int JsonValue::replaceAllInArray<long>(const std::string&, long)
 
 namespace {
 
+// Numbers come to the handler as their text and are converted here: the
+// reader's own exact conversion turns a zero with a large exponent into
+// another number ("0e50" read as -1.55e-266), by a count of leading zeros of
+// a zero significand.
 constexpr unsigned ParseFlags =
-    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+    rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+
+// strtod in the C locale, whatever the host set: a JSON number has a '.'.
+double cLocaleStrtod(const char* text) {
+    static const locale_t c = ::newlocale(LC_NUMERIC_MASK, "C", static_cast<locale_t>(nullptr));
+    return ::strtod_l(text, nullptr, c);
+}
 
 typedef rapidjson::GenericDocument<rapidjson::UTF8<char>, rapidjson::CrtAllocator, rapidjson::CrtAllocator>
     ParseDocument;
@@ -627,9 +642,35 @@ struct DepthLimit {
     bool Int64(int64_t i) { return doc.Int64(i); }
     bool Uint64(uint64_t u) { return doc.Uint64(u); }
     bool Double(double d) { return doc.Double(d); }
-    bool RawNumber(const char* s, rapidjson::SizeType n, bool copy) { return doc.RawNumber(s, n, copy); }
-    bool String(const char* s, rapidjson::SizeType n, bool copy) { return doc.String(s, n, copy); }
-    bool Key(const char* s, rapidjson::SizeType n, bool copy) { return doc.Key(s, n, copy); }
+    // The reader has checked the syntax and that no exponent is out of
+    // reach; `s` ends in a NUL. Integers get the kinds the reader gives them
+    // (32 bits where they fit, then 64, then a double), other numbers the
+    // correctly rounded double; one past a double's range is too big, as the
+    // reader says of the rest, and one below it is 0.
+    bool RawNumber(const char* s, rapidjson::SizeType n, bool) {
+        const char* end = s + n;
+        if (std::find_if(s, end, [](char c) { return c == '.' || c == 'e' || c == 'E'; }) == end) {
+            if (*s == '-') {
+                int64_t v = 0;
+                const std::from_chars_result r = std::from_chars(s, end, v);
+                if (r.ec == std::errc() && r.ptr == end)
+                    return v >= INT32_MIN ? doc.Int(static_cast<int>(v)) : doc.Int64(v);
+            } else {
+                uint64_t u = 0;
+                const std::from_chars_result r = std::from_chars(s, end, u);
+                if (r.ec == std::errc() && r.ptr == end)
+                    return u <= UINT32_MAX ? doc.Uint(static_cast<unsigned>(u)) : doc.Uint64(u);
+            }
+        }
+        const double d = cLocaleStrtod(s);
+        if (std::isinf(d)) {
+            numberTooBig = true;
+            return false;
+        }
+        return doc.Double(d);
+    }
+    bool String(const char* s, rapidjson::SizeType n, bool copy) { return whole(s, n) && doc.String(s, n, copy); }
+    bool Key(const char* s, rapidjson::SizeType n, bool copy) { return whole(s, n) && doc.Key(s, n, copy); }
     bool StartObject() { return open() && doc.StartObject(); }
     bool EndObject(rapidjson::SizeType n) {
         --depth;
@@ -646,6 +687,21 @@ struct DepthLimit {
         tooDeep = true;
         return false;
     }
+    // The reader takes "\ude00" alone, a low surrogate with no high one
+    // before it, and stores it as the bytes ED B8 80, which are not UTF-8:
+    // the value would be written out as text that no reader takes. Raw input
+    // is validated, so only such an escape can put ED A0..ED BF in a string.
+    bool whole(const char* s, rapidjson::SizeType n) {
+        for (const char* p = static_cast<const char*>(std::memchr(s, '\xED', n)); p;
+             p = static_cast<const char*>(std::memchr(p + 1, '\xED', n - static_cast<size_t>(p + 1 - s))))
+            if (p + 1 < s + n && static_cast<unsigned char>(p[1]) >= 0xA0) {
+                loneSurrogate = true;
+                return false;
+            }
+        return true;
+    }
+    bool loneSurrogate = false;
+    bool numberTooBig = false;
 };
 
 template <typename Stream> struct Generator {
@@ -657,6 +713,10 @@ template <typename Stream> struct Generator {
         rapidjson::GenericReader<rapidjson::UTF8<char>, rapidjson::UTF8<char>, rapidjson::CrtAllocator> reader;
         result = reader.Parse<ParseFlags>(stream, handler);
         tooDeep = handler.tooDeep;
+        if (handler.loneSurrogate)
+            result.Set(rapidjson::kParseErrorStringUnicodeSurrogateInvalid, result.Offset());
+        else if (handler.numberTooBig)
+            result.Set(rapidjson::kParseErrorNumberTooBig, result.Offset());
         return !result.IsError();
     }
 };
@@ -686,11 +746,10 @@ void parseStream(Stream& stream, unsigned long length, JsonValue& value, rapidjs
 } // namespace
 
 bool JsonReader::parse(const std::string& text, JsonValue& value) {
-    // A string ends in a NUL, so the reader can take its bytes unchecked: a
-    // NUL inside reads as the end there, as with the counted form.
-    rapidjson::StringStream stream(text.c_str());
-    parseStream(stream, text.size(), value, m_result, m_tooDeep);
-    return processParseResults(value);
+    // Through the counted stream even though a string ends in a NUL: the
+    // reader takes the continuation bytes of a UTF-8 sequence without looking,
+    // so a lead byte just before the end would read past it.
+    return parse(text.data(), text.size(), value);
 }
 
 bool JsonReader::parse(const char* text, unsigned long length, JsonValue& value) {

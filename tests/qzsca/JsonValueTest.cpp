@@ -45,6 +45,10 @@ TEST(JsonValueTest, RealDocumentsRoundTrip) {
          "[18446744073709551615,-9223372036854775808,9223372036854775807,0,0]"},
         {"[1.7976931348623157e308,5e-324,0.1,123456789012345678901234567890,-2.5E+3]",
          "[1.7976931348623157e308,5e-324,0.1,1.2345678901234568e29,-2500.0]"},
+        // A zero with a large exponent is zero (it once read as -1.55e-266);
+        // a number below a double's range is 0, and the nearest double wins.
+        {"[0e50,-0e50,0.0e40,1e-400,2.2250738585072011e-308,9007199254740993.0]",
+         "[0.0,-0.0,0.0,0.0,2.225073858507201e-308,9007199254740992.0]"},
         {"\"\"", "\"\""},
         {" 42 ", "42"},
     };
@@ -78,10 +82,13 @@ TEST(JsonValueTest, BadInputFailsWithItsTextAndKeepsTheValue) {
         {"\"\\x\"", "Invalid escape character in string.", 1},
         {"\"\\u12G4\"", "Incorrect hex digit after \\u escape in string.", 1},
         {"\"\\ud800x\"", "The surrogate pair in string is invalid.", 1},
+        // A low surrogate alone: taken, it would be written as bytes no reader takes.
+        {"[\"ab\\ude00\"]", "The surrogate pair in string is invalid.", 11},
         {"\"\xC3\x28\"", "Invalid encoding in string.", 1},
         {"\"\xED\xA0\x80\"", "Invalid encoding in string.", 1}, // a surrogate in UTF-8
         {"\"\xFF\"", "Invalid encoding in string.", 1},
         {"1e400", "Number too big to be stored in double.", 0},
+        {"[1.8e308]", "Number too big to be stored in double.", 1},
         {"[1.]", "Miss fraction part in number.", 3},
         {"[1e]", "Miss exponent in number.", 3},
         {"{} x", "The document root must not be followed by other values.", 3},
