@@ -141,17 +141,36 @@ template <typename Writer> struct FiniteWriter {
     bool EndArray(rapidjson::SizeType n) { return w.EndArray(n); }
 };
 
-typedef rapidjson::GenericStringBuffer<rapidjson::UTF8<char>, rapidjson::CrtAllocator> TextBuffer;
+// The writers' output: the string that toString returns, written in place,
+// so that a large document is not copied out of a buffer at the end. The
+// writers reserve before each token (PutReserve) and then put unchecked.
+struct TextOutput {
+    typedef char Ch;
+    std::string text;
+    size_t used = 0;
+    void reserve(size_t n) {
+        if (text.size() - used < n)
+            text.resize(std::max(text.size() * 2, used + n + 256));
+    }
+    void Put(char c) {
+        reserve(1);
+        text[used++] = c;
+    }
+    void Flush() {}
+};
+inline void PutReserve(TextOutput& out, size_t n) { out.reserve(n); }
+inline void PutUnsafe(TextOutput& out, char c) { out.text[out.used++] = c; }
 
 template <template <typename, typename, typename, typename, unsigned> class W>
 std::string writeWith(const JsonValue& v) {
-    TextBuffer buffer;
-    W<TextBuffer, rapidjson::UTF8<char>, rapidjson::UTF8<char>, rapidjson::CrtAllocator,
+    TextOutput out;
+    W<TextOutput, rapidjson::UTF8<char>, rapidjson::UTF8<char>, rapidjson::CrtAllocator,
       rapidjson::kWriteDefaultFlags>
-        writer(buffer);
+        writer(out);
     FiniteWriter<decltype(writer)> finite{writer};
     v.Accept(finite);
-    return std::string(buffer.GetString(), buffer.GetSize());
+    out.text.resize(out.used);
+    return std::move(out.text);
 }
 
 bool equalsIgnoringCase(const char* a, size_t an, const std::string& b, const std::ctype<char>& ct) {
@@ -600,6 +619,7 @@ constexpr unsigned ParseFlags =
     rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
 
 // strtod in the C locale, whatever the host set: a JSON number has a '.'.
+// Only for the numbers from_chars finds out of range.
 double cLocaleStrtod(const char* text) {
     static const locale_t c = ::newlocale(LC_NUMERIC_MASK, "C", static_cast<locale_t>(nullptr));
     return ::strtod_l(text, nullptr, c);
@@ -662,7 +682,12 @@ struct DepthLimit {
                     return u <= UINT32_MAX ? doc.Uint(static_cast<unsigned>(u)) : doc.Uint64(u);
             }
         }
-        const double d = cLocaleStrtod(s);
+        double d = 0;
+        const std::from_chars_result r = std::from_chars(s, end, d);
+        if (r.ec == std::errc() && r.ptr == end)
+            return doc.Double(d);
+        // Past a double's range either way: strtod tells which.
+        d = cLocaleStrtod(s);
         if (std::isinf(d)) {
             numberTooBig = true;
             return false;
@@ -692,6 +717,8 @@ struct DepthLimit {
     // the value would be written out as text that no reader takes. Raw input
     // is validated, so only such an escape can put ED A0..ED BF in a string.
     bool whole(const char* s, rapidjson::SizeType n) {
+        if (!lowSurrogateEscapes)
+            return true;
         for (const char* p = static_cast<const char*>(std::memchr(s, '\xED', n)); p;
              p = static_cast<const char*>(std::memchr(p + 1, '\xED', n - static_cast<size_t>(p + 1 - s))))
             if (p + 1 < s + n && static_cast<unsigned char>(p[1]) >= 0xA0) {
@@ -702,14 +729,32 @@ struct DepthLimit {
     }
     bool loneSurrogate = false;
     bool numberTooBig = false;
+    bool lowSurrogateEscapes = true; // whether the text has any "\\uDC".."\\uDF"
 };
+
+// Whether `text` escapes a low surrogate anywhere, the only way a string can
+// come to hold one: most documents have none, and their strings need no look.
+bool hasLowSurrogateEscape(const char* text, size_t length) {
+    const char* end = text + length;
+    for (const char* p = text; (p = static_cast<const char*>(std::memchr(p, '\\', static_cast<size_t>(end - p))));
+         p += 2) {
+        if (end - p >= 4 && p[1] == 'u' && (p[2] == 'd' || p[2] == 'D') &&
+            ((p[3] >= 'c' && p[3] <= 'f') || (p[3] >= 'C' && p[3] <= 'F')))
+            return true;
+        if (end - p < 2)
+            break;
+    }
+    return false;
+}
 
 template <typename Stream> struct Generator {
     Stream& stream;
     rapidjson::ParseResult& result;
     bool& tooDeep;
+    bool lowSurrogateEscapes;
     bool operator()(ParseDocument& doc) {
         DepthLimit handler{doc};
+        handler.lowSurrogateEscapes = lowSurrogateEscapes;
         rapidjson::GenericReader<rapidjson::UTF8<char>, rapidjson::UTF8<char>, rapidjson::CrtAllocator> reader;
         result = reader.Parse<ParseFlags>(stream, handler);
         tooDeep = handler.tooDeep;
@@ -727,8 +772,8 @@ namespace {
 // Parses `length` bytes from `stream` into `value`, which changes only when
 // they were one whole document; the outcome is left in `result`.
 template <typename Stream>
-void parseStream(Stream& stream, unsigned long length, JsonValue& value, rapidjson::ParseResult& result,
-                 bool& tooDeep) {
+void parseStream(Stream& stream, unsigned long length, bool lowSurrogateEscapes, JsonValue& value,
+                 rapidjson::ParseResult& result, bool& tooDeep) {
     tooDeep = false;
     if (length >= 0xFFFFFFFFul) {
         // RapidJSON keeps string lengths in 32 bits.
@@ -736,7 +781,7 @@ void parseStream(Stream& stream, unsigned long length, JsonValue& value, rapidjs
         return;
     }
     ParseDocument doc;
-    Generator<Stream> generator{stream, result, tooDeep};
+    Generator<Stream> generator{stream, result, tooDeep, lowSurrogateEscapes};
     doc.Populate(generator);
     if (!result.IsError() && stream.Tell() < length)
         result.Set(rapidjson::kParseErrorDocumentRootNotSingular, stream.Tell());
@@ -756,7 +801,7 @@ bool JsonReader::parse(const char* text, unsigned long length, JsonValue& value)
     if (!text)
         length = 0;
     BoundedStream stream(text ? text : "", length);
-    parseStream(stream, length, value, m_result, m_tooDeep);
+    parseStream(stream, length, hasLowSurrogateEscape(text ? text : "", length), value, m_result, m_tooDeep);
     return processParseResults(value);
 }
 
