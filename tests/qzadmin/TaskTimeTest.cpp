@@ -11,6 +11,7 @@
 #include "CaptureAppender.h"
 #include "qzlog/Level.h"
 #include "qzsca/JsonValue.h"
+#include "TestZone.h"
 
 #include <gtest/gtest.h>
 
@@ -22,17 +23,7 @@ namespace {
 
 using qzs::qzAdmin::TaskTime;
 
-constexpr char kZone[] = "EST5EDT,M3.2.0,M11.1.0";
-
-void setZone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-}
-const bool zoneSet = (setZone(kZone), true);
-struct ZoneScope {
-    explicit ZoneScope(const char* zone) { setZone(zone); }
-    ~ZoneScope() { setZone(kZone); }
-};
+using qztest::ZoneScope;
 
 ::testing::AssertionResult holds(const TaskTime& t, long seconds, unsigned int micros) {
     if (t.seconds == seconds && t.microseconds == micros)
@@ -116,7 +107,7 @@ TEST(TaskTimeTest, TextForms) {
     const struct {
         TaskTime value;
         const char* gmt;
-        const char* local; // in kZone
+        const char* local; // in qztest::kTestZone
     } rows[] = {
         {TaskTime(90061u), "001:01:01:01.000", "001:01:01:01.000"},
         {TaskTime(3661L, 2000u), "01:01:01.002", "01:01:01.002"},

@@ -13,6 +13,7 @@
 #include "FaultCollector.h"
 #include "qzlog/Level.h"
 #include "qzstd/detail/DateEntryScan.h"
+#include "TestZone.h"
 
 #include <gtest/gtest.h>
 
@@ -30,18 +31,8 @@ namespace {
 using qzs::qzlib::detail::DateEntryForms;
 using qzs::qzlib::detail::DateEntryScan;
 
-constexpr char kZone[] = "EST5EDT,M3.2.0,M11.1.0";
 constexpr long kHour = 3600000000L;
-
-void setZone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-}
-const bool zoneSet = (setZone(kZone), true);
-struct ZoneScope {
-    explicit ZoneScope(const char* zone) { setZone(zone); }
-    ~ZoneScope() { setZone(kZone); }
-};
+using qztest::ZoneScope;
 
 long jts(short y, short mo, short d, short h = 0, short mi = 0, short s = 0, long micros = 0) {
     short f[8] = {y, mo, d, h, mi, s, short(micros / 1000), short(micros % 1000)};
