@@ -106,6 +106,91 @@ void normalise(long seconds, long micros, long& outSeconds, unsigned int& outMic
     outMicros = static_cast<unsigned int>(micros - carry * MicrosPerSecond);
 }
 
+// Digits at fixed places of `t`, which holds at least `count` more bytes.
+bool fixedNumber(const char* t, int count, long& value) {
+    value = 0;
+    for (int i = 0; i < count; ++i) {
+        if (t[i] < '0' || t[i] > '9')
+            return false;
+        value = value * 10 + (t[i] - '0');
+    }
+    return true;
+}
+
+// ".f" with 1 to 6 digits, as microseconds; `t` at the '.'. Returns the
+// length read, 0 when there is no fraction, -1 for a bad one.
+int fractionText(const char* t, const char* end, unsigned int& micros) {
+    micros = 0;
+    if (t == end || *t != '.')
+        return 0;
+    unsigned int scale = 100000;
+    int n = 1;
+    for (; t + n < end && t[n] >= '0' && t[n] <= '9'; ++n, scale /= 10) {
+        if (n > 6)
+            return -1;
+        micros += static_cast<unsigned int>(t[n] - '0') * scale;
+    }
+    if (n == 5 && std::strncmp(t + 1, "1000", 4) == 0)
+        micros = 1000000; // the writers' "1000" milliseconds: a whole second
+    return n > 1 ? n : -1;
+}
+
+// The class's own forms, so that each text it writes reads back:
+// "YYYY-MM-DDTHH:MM:SS[.f](Z|+HH:MM|-HH:MM)" as the moment it names, and a
+// span "[-][DDD:]HH:MM:SS[.f]". The milliseconds written as "1000" (kept
+// on purpose by the writers) read back as a carried second.
+bool readOwnForm(const std::string& text, long& seconds, unsigned int& micros) {
+    const char* t = text.c_str();
+    const char* end = t + text.size();
+    long v[6];
+    if (text.size() >= 20 && fixedNumber(t, 4, v[0]) && t[4] == '-' && fixedNumber(t + 5, 2, v[1]) &&
+        t[7] == '-' && fixedNumber(t + 8, 2, v[2]) && t[10] == 'T' && fixedNumber(t + 11, 2, v[3]) &&
+        t[13] == ':' && fixedNumber(t + 14, 2, v[4]) && t[16] == ':' && fixedNumber(t + 17, 2, v[5])) {
+        const int f = fractionText(t + 19, end, micros);
+        if (f < 0)
+            return false;
+        const char* zone = t + 19 + f;
+        long offset = 0;
+        if (end - zone == 1 && *zone == 'Z') {
+            offset = 0;
+        } else if (end - zone == 6 && (*zone == '+' || *zone == '-') && zone[3] == ':') {
+            long h, m;
+            if (!fixedNumber(zone + 1, 2, h) || !fixedNumber(zone + 4, 2, m) || h > 23 || m > 59)
+                return false;
+            offset = (*zone == '-' ? -1 : 1) * (h * 3600 + m * 60);
+        } else {
+            return false;
+        }
+        short fields[8] = {static_cast<short>(v[0]), static_cast<short>(v[1]), static_cast<short>(v[2]),
+                           static_cast<short>(v[3]), static_cast<short>(v[4]), static_cast<short>(v[5]), 0, 0};
+        short err = 0;
+        const long jts = COMPUTETIMESTAMP(fields, &err);
+        if (err || jts < JTS_UNIX_EPOCH)
+            return false;
+        long whole = 0;
+        jul_to_caltime(jts, &whole);
+        normalise(whole - offset, micros, seconds, micros);
+        return true;
+    }
+    // A span.
+    const bool negative = t < end && *t == '-';
+    const char* p = t + (negative ? 1 : 0);
+    long days = 0, h, m, sec;
+    if (end - p >= 12 && p[3] == ':' && fixedNumber(p, 3, days))
+        p += 4;
+    if (end - p < 8 || !fixedNumber(p, 2, h) || p[2] != ':' || !fixedNumber(p + 3, 2, m) || p[5] != ':' ||
+        !fixedNumber(p + 6, 2, sec) || h > 23 || m > 59 || sec > 59)
+        return false;
+    const int f = fractionText(p + 8, end, micros);
+    if (f < 0 || p + 8 + f != end)
+        return false;
+    const long total = ((days * 24 + h) * 60 + m) * 60 + sec;
+    const long totalMicros = total * MicrosPerSecond + micros;
+    normalise(0, negative ? -totalMicros : totalMicros, seconds, micros);
+    return true;
+}
+
+
 } // namespace
 
 TaskTime::TaskTime() : seconds(0), microseconds(0) {
@@ -317,6 +402,13 @@ void TaskTime::assignLocalString(std::string const& text) {
         QZ_TASKTIME_LOG(Level::Debug, "Empty local timestamp string received");
         return;
     }
+    long s = 0;
+    unsigned int us = 0;
+    if (readOwnForm(text, s, us)) {
+        seconds = s;
+        microseconds = us;
+        return;
+    }
     const long jts = loc_str_to_gmt_jts(text.c_str());
     if (jts == 0) {
         QZ_TASKTIME_LOG(Level::Error, "Invalid local timestamp string received: %s", text.c_str());
@@ -338,7 +430,7 @@ void TaskTime::assignGMTString(std::string const& text) {
         // changes nothing for a date; "Converted" then shows the seconds.
         long s = 0;
         unsigned int us = 0;
-        if (readPlainSeconds(text, s, us)) {
+        if (readPlainSeconds(text, s, us) || readOwnForm(text, s, us)) {
             seconds = s;
             microseconds = us;
             QZ_TASKTIME_LOG(Level::Debug, "Converted %s to %d", text.c_str(), s);

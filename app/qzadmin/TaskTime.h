@@ -106,14 +106,17 @@ public:
     /// From a GMT Julian timestamp: below the epoch logs "Invalid julian
     /// timestamp received" at error level and assigns 0.
     void assignGMTJulian(long jts);
-    /// Reads "YYYY-MM-DD HH:MM:SS.ffffff" (the first date entry form) as GMT.
+    /// Reads "YYYY-MM-DD HH:MM:SS.ffffff" (the first date entry form) as GMT,
+    /// and the forms this class writes: "YYYY-MM-DDTHH:MM:SS.mmm" with "Z" or
+    /// an offset, as the moment it names, and a span "[-][DDD:]HH:MM:SS.mmm".
     /// A text with no date that is a plain decimal number, "SECONDS" or
     /// "SECONDS.FRACTION" (1 to 18 digits, 1 to 6 fraction digits, blanks
     /// around allowed, no sign), is taken as that many seconds, a span or a
     /// moment by its size. Empty or unreadable text logs and assigns 0.
     void assignGMTString(std::string const& text);
-    /// Reads "YYYY-MM-DD HH:MM:SS.ffffff" as local time. Empty or unreadable
-    /// text logs and assigns 0.
+    /// Reads "YYYY-MM-DD HH:MM:SS.ffffff" as local time, and the forms this
+    /// class writes as assignGMTString does. Empty or unreadable text logs
+    /// and assigns 0.
     void assignLocalString(std::string const& text);
 
     /// Makes `out` an object with the members "sec", "usec" and "gmt"
