@@ -362,12 +362,14 @@ tableEncodingType            = 1208)");
 
     // A long list is cut, saying how much was left out.
     long ids[40] = {};
+    long* const owned = md.alt_object_ids;
     md.alt_object_ids = ids;
     md.num_alt_object_ids = 40;
     EXPECT_EQ("alt_object_ids               = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, "
               "0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, ... 8 more}",
               dump(&md).at(7));
-    md.alt_object_ids = nullptr; // ids is not md's to free
+    md.alt_object_ids = owned; // ids is not md's to free, its own list is
+    md.num_alt_object_ids = 3;
 }
 
 TEST_F(RecordDumpTest, NullRecordsAndDisabledLevels) {
