@@ -163,11 +163,20 @@ int twoStep(ULibCharSet target, char* dst, int dstBytes, ULibCharSet source, con
     ULibError first = ULIB_OK;
     const int units =
         CSConverter(source, behaviour, true).toUTF16(pivot, pivotUnits, src, srcBytes, &first);
-    if (units < 1 || (first != ULIB_OK && first != ULIB_ERR_INVALID_CHAR)) {
+    if (units < 1) {
         setError(err, first);
         return 0;
     }
-    return CSConverter(target, behaviour, true).fromUTF16(dst, dstBytes, pivot, units, err);
+    // A first step that stopped early (a bad or cut character) has converted
+    // what came before it. The second step converts that prefix and, having
+    // met nothing wrong, would report success: the caller would take a cut
+    // row for a whole one. So the first step's error stands whenever the
+    // second has none; the optimised converters answer the same.
+    ULibError second = ULIB_OK;
+    const int written =
+        CSConverter(target, behaviour, true).fromUTF16(dst, dstBytes, pivot, units, &second);
+    setError(err, second != ULIB_OK ? second : first);
+    return written;
 }
 
 } // namespace
