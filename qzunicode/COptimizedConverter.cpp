@@ -197,9 +197,10 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
         detail::convertThroughICU(m_eTarget, reinterpret_cast<char*>(tmp), sizeof tmp, m_eSource,
                                   reinterpret_cast<const char*>(p), len, substitute, &e);
     // Alone, a lead byte whose next byte ICU gave back reads as cut short;
-    // in its place it is a bad character, and that is what the whole
-    // conversion reports.
-    if (e == ULIB_ERR_UNKNOWN && illegalInPlace)
+    // in its place, with bytes behind it, it is a bad character, and that is
+    // what the whole conversion reports. (Last in the source it is cut short
+    // in both.)
+    if (e == ULIB_ERR_UNKNOWN && illegalInPlace && len < left)
         e = ULIB_ERR_INVALID_CHAR;
     if (e != ULIB_OK)
         return {BadOutcome::Stop, len, 0, e};

@@ -50,9 +50,15 @@ inline void put(unsigned char* out, unsigned char v, int, int) {
 }
 inline void put(unsigned char* out, CvtImage v, int len, int room) {
     const CvtImage bytes = v >> 8;
-    // With room to spare, one 8-byte store; the bytes past len are
-    // overwritten by the next character or left as scratch inside the target.
-    std::memcpy(out, &bytes, room >= 8 ? 8 : len);
+    // With room to spare, one fixed 8-byte store; the bytes past len are
+    // overwritten by the next character or left as scratch inside the
+    // target. (A store of variable length compiles to a slow string move.)
+    if (room >= 8) {
+        std::memcpy(out, &bytes, 8);
+        return;
+    }
+    for (int i = 0; i < len; ++i)
+        out[i] = static_cast<unsigned char>(bytes >> (8 * i));
 }
 
 // A table value from the target's bytes for one character: the byte itself
@@ -129,20 +135,19 @@ TargetKind targetKind(const CSConverter& t) {
 
 // The loop all classes share. lookup(p, left, v, consumed) answers true with
 // the value of a character the tables hold; anything else is the slow path's.
-template <typename V, typename Lookup>
-int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
-            int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
-            ULibError* err, ULibBadCharDetail* detail, int pos = 0) {
+template <typename V, bool Limited, typename Lookup>
+int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
+              int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
+              ULibError* err, ULibBadCharDetail* detail, int pos, int written) {
     unsigned char* const out = reinterpret_cast<unsigned char*>(*dst);
     const unsigned char* const in = reinterpret_cast<const unsigned char*>(*src);
     const int input = srcEnd > *src ? static_cast<int>(srcEnd - *src) : 0;
     int room = dstEnd > *dst ? static_cast<int>(dstEnd - *dst) : 0;
-    int written = pos; // the fast loops before this one wrote a byte per byte read
-    room -= written;
+    room -= written; // by a fast loop before this one
     int chars = 0;
     ULibError e = ULIB_OK;
     while (pos < input) {
-        if (maxChars > 0 && chars == maxChars) {
+        if (Limited && chars == maxChars) {
             if (flush)
                 e = ULIB_ERR_MAX_CHARS;
             break;
@@ -185,6 +190,18 @@ int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, c
             ++chars;
     }
     return COptimizedConverter::finish(dst, src, written, pos, e, err);
+}
+
+// The loop without the count of characters when there is no limit.
+template <typename V, typename Lookup>
+int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
+            int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
+            ULibError* err, ULibBadCharDetail* detail, int pos = 0, int written = 0) {
+    if (maxChars > 0)
+        return runLoopAs<V, true>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                  flush, err, detail, pos, written);
+    return runLoopAs<V, false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush,
+                               err, detail, pos, written);
 }
 
 // How a UTF source writes a character beyond the BMP with no table: the
@@ -247,8 +264,11 @@ inline bool continuation(unsigned char b) {
 
 //===-- Readers -----------------------------------------------------------===//
 
-bool utf8Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
-                                int& consumed) const {
+namespace {
+
+// The readers' bodies, inline so that the loops read without a call.
+inline bool readUTF8(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                     int& consumed) {
     const unsigned char b0 = p[0];
     if (b0 < 0x80) {
         codePoint = b0;
@@ -285,11 +305,12 @@ bool utf8Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned 
     return false;
 }
 
-bool utf16Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
-                                 int& consumed) const {
+template <bool Little>
+inline bool readUTF16(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                      int& consumed) {
     if (bytesLeft < 2)
         return false;
-    const unsigned int u = m_bFlag ? (p[0] | p[1] << 8) : (p[0] << 8 | p[1]);
+    const unsigned int u = Little ? (p[0] | p[1] << 8) : (p[0] << 8 | p[1]);
     if (u < 0xD800 || u > 0xDFFF) {
         codePoint = u;
         consumed = 2;
@@ -297,12 +318,36 @@ bool utf16Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned
     }
     if (u > 0xDBFF || bytesLeft < 4)
         return false;
-    const unsigned int low = m_bFlag ? (p[2] | p[3] << 8) : (p[2] << 8 | p[3]);
+    const unsigned int low = Little ? (p[2] | p[3] << 8) : (p[2] << 8 | p[3]);
     if (low < 0xDC00 || low > 0xDFFF)
         return false;
     codePoint = 0x10000 + ((u - 0xD800) << 10) + (low - 0xDC00);
     consumed = 4;
     return true;
+}
+
+struct UTF8Read {
+    bool operator()(const unsigned char* p, int left, unsigned int& cp, int& consumed) const {
+        return readUTF8(p, left, cp, consumed);
+    }
+};
+template <bool Little> struct UTF16Read {
+    bool operator()(const unsigned char* p, int left, unsigned int& cp, int& consumed) const {
+        return readUTF16<Little>(p, left, cp, consumed);
+    }
+};
+
+} // namespace
+
+bool utf8Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                                int& consumed) const {
+    return readUTF8(p, bytesLeft, codePoint, consumed);
+}
+
+bool utf16Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                                 int& consumed) const {
+    return m_bFlag ? readUTF16<true>(p, bytesLeft, codePoint, consumed)
+                   : readUTF16<false>(p, bytesLeft, codePoint, consumed);
 }
 
 //===-- UTF sources -------------------------------------------------------===//
@@ -401,7 +446,7 @@ int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd,
                            ULibError* err, ULibBadCharDetail* detail) const {
     const auto lookup = [this, &reader](const unsigned char* p, int left, V& v, int& consumed) {
         unsigned int cp;
-        if (!reader.Reader::getNextUTFChar(p, left, cp, consumed))
+        if (!reader(p, left, cp, consumed))
             return false;
         if (m_poOverrides != nullptr) {
             const unsigned long key = cp <= 0xFFFF ? cp
@@ -439,10 +484,12 @@ int CUTF2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, con
                                ULibBadCharDetail* detail) const {
     // One loop per reader, so that the read is inlined rather than virtual.
     if (m_eSource == 0)
-        return run(static_cast<const utf8Reader&>(*m_poReader), dst, dstEnd, maxChars, src, srcEnd,
-                   substitute, flush, err, detail);
-    return run(static_cast<const utf16Reader&>(*m_poReader), dst, dstEnd, maxChars, src, srcEnd,
-               substitute, flush, err, detail);
+        return run(UTF8Read(), dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err, detail);
+    if (m_eSource == 1)
+        return run(UTF16Read<true>(), dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
+                   detail);
+    return run(UTF16Read<false>(), dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
+               detail);
 }
 
 template <typename V>
@@ -493,22 +540,36 @@ template <typename V>
 int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, const char** src,
                                 const char* srcEnd, bool substitute, bool flush, ULibError* err,
                                 ULibBadCharDetail* detail) const {
+    // With no limit, the run of mapped characters that surely fits goes
+    // first, with no per-character bookkeeping; the loop below takes over at
+    // the first character that is not simple, or near the end of the room.
     int pos = 0;
-    if (sizeof(V) == 1 && maxChars <= 0) {
-        // Byte to byte with no limit: the run of mapped bytes that fits, with
-        // no per-character bookkeeping. The loop below takes over at the
-        // first byte that is not simple, or at the end of the room.
+    int written = 0;
+    if (maxChars <= 0 && srcEnd > *src && dstEnd > *dst) {
         const unsigned char* in = reinterpret_cast<const unsigned char*>(*src);
         unsigned char* out = reinterpret_cast<unsigned char*>(*dst);
         const long input = srcEnd - *src;
         const long room = dstEnd - *dst;
-        const int n = static_cast<int>(input < room ? input : room);
-        while (pos < n) {
-            const unsigned char b = in[pos];
-            const unsigned char v = static_cast<unsigned char>(m_aTable[b]);
-            if (v == 0 && b != 0)
-                break;
-            out[pos++] = v;
+        if (sizeof(V) == 1) {
+            const int n = static_cast<int>(input < room ? input : room);
+            while (pos < n) {
+                const unsigned char b = in[pos];
+                const unsigned char v = static_cast<unsigned char>(m_aTable[b]);
+                if (v == 0 && b != 0)
+                    break;
+                out[pos++] = v;
+            }
+            written = pos;
+        } else {
+            while (pos < input && room - written >= 8) {
+                const CvtImage v = m_aTable[in[pos]];
+                if ((v & 0xFF) == 0)
+                    break;
+                const CvtImage bytes = v >> 8;
+                std::memcpy(out + written, &bytes, 8);
+                written += static_cast<int>(v & 0xFF);
+                ++pos;
+            }
         }
     }
     const auto lookup = [this](const unsigned char* p, int, V& v, int& consumed) {
@@ -517,7 +578,7 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
         return v != 0 || (sizeof(V) == 1 && *p == 0);
     };
     return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
-                      detail, pos);
+                      detail, pos, written);
 }
 
 template <typename V>

@@ -271,8 +271,9 @@ TEST(OptimizedConverterTest, CharacterLimitCountsSourceCharacters) {
             ucnv_close(u);
             // A character that writes nothing is not counted, so as many or
             // more may be read than the limit.
-            if (err == ULIB_ERR_MAX_CHARS)
+            if (err == ULIB_ERR_MAX_CHARS) {
                 EXPECT_GE(chars, limit) << p.source << " to " << p.target;
+            }
             EXPECT_EQ(read.size() < in.size() ? ULIB_ERR_MAX_CHARS : ULIB_OK, err);
             EXPECT_EQ(viaICU(p.source, p.target, read, int(out.size()), false).bytes,
                       out.substr(0, d - out.data()))
@@ -304,6 +305,7 @@ TEST(OptimizedConverterTest, BadInputMatchesTheICUPath) {
         {5005, 0, "\x8E\x20z", 16},                      // SS2 with a bad byte
         {1, 1032, std::string("a\0\x00\xD8z\0", 6), 16}, // lone high surrogate
         {1, 1032, std::string("a\0\x00\xDC", 4), 16},    // lone low surrogate last
+        {1, 0, std::string("a\0\x77\xDF", 4), 16},       // the same, to UTF-8: ICU's 1005
         {1032, 1047, "\xE9\xFF", 1},
     };
     for (const ULibCnvErrBehavior b : kBehaviours) {
