@@ -10,6 +10,7 @@
 
 #include "qzunicode/CSConverter.h"
 
+#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
@@ -135,10 +136,32 @@ TargetKind targetKind(const CSConverter& t) {
 
 // The loop all classes share. lookup(p, left, v, consumed) answers true with
 // the value of a character the tables hold; anything else is the slow path's.
+// A run of one-byte characters below 0x80 through a 128-entry array, for the
+// loop to take in one go; stops at the first byte that is not so simple.
+template <typename V> struct AsciiRun {
+    const V* ascii; // null: no such runs
+    void operator()(const unsigned char* in, int& pos, int input, unsigned char* out, int& written,
+                    int& room) const {
+        if (ascii == nullptr)
+            return;
+        while (pos < input && in[pos] < 0x80) {
+            const V v = ascii[in[pos]];
+            const int len = lengthOf(v);
+            if ((v == 0 && in[pos] != 0) || len > room || (sizeof(V) > 1 && len == 0))
+                return;
+            put(out + written, v, len, room);
+            written += len;
+            room -= len;
+            ++pos;
+        }
+    }
+};
+
 template <typename V, bool Limited, typename Lookup>
 int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
               int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
-              ULibError* err, ULibBadCharDetail* detail, int pos, int written) {
+              ULibError* err, ULibBadCharDetail* detail, int pos, int written,
+              const AsciiRun<V>& run) {
     unsigned char* const out = reinterpret_cast<unsigned char*>(*dst);
     const unsigned char* const in = reinterpret_cast<const unsigned char*>(*src);
     const int input = srcEnd > *src ? static_cast<int>(srcEnd - *src) : 0;
@@ -147,6 +170,11 @@ int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst,
     int chars = 0;
     ULibError e = ULIB_OK;
     while (pos < input) {
+        if (!Limited) {
+            run(in, pos, input, out, written, room);
+            if (pos == input)
+                break;
+        }
         if (Limited && chars == maxChars) {
             if (flush)
                 e = ULIB_ERR_MAX_CHARS;
@@ -196,12 +224,13 @@ int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst,
 template <typename V, typename Lookup>
 int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
             int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
-            ULibError* err, ULibBadCharDetail* detail, int pos = 0, int written = 0) {
+            ULibError* err, ULibBadCharDetail* detail, int pos = 0, int written = 0,
+            const V* ascii = nullptr) {
     if (maxChars > 0)
         return runLoopAs<V, true>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
-                                  flush, err, detail, pos, written);
+                                  flush, err, detail, pos, written, AsciiRun<V>{nullptr});
     return runLoopAs<V, false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush,
-                               err, detail, pos, written);
+                               err, detail, pos, written, AsciiRun<V>{ascii});
 }
 
 // How a UTF source writes a character beyond the BMP with no table: the
@@ -227,8 +256,39 @@ int supplementaryFormOf(ULibCharSet target) {
     }
 }
 
-CvtImage supplementaryImage(int form, unsigned int cp) {
+// The image of a code point in a Unicode form, computed: what ICU writes for
+// a valid code point in these forms is fixed by the forms themselves.
+CvtImage unicodeImage(int form, unsigned int cp) {
     unsigned char b[4];
+    if (cp <= 0xFFFF) {
+        switch (form) {
+        case SuppUTF8:
+            if (cp < 0x80) {
+                b[0] = static_cast<unsigned char>(cp);
+                return makeImage(b, 1);
+            }
+            if (cp < 0x800) {
+                b[0] = 0xC0 | (cp >> 6), b[1] = 0x80 | (cp & 0x3F);
+                return makeImage(b, 2);
+            }
+            b[0] = 0xE0 | (cp >> 12), b[1] = 0x80 | ((cp >> 6) & 0x3F), b[2] = 0x80 | (cp & 0x3F);
+            return makeImage(b, 3);
+        case SuppUTF16LE:
+            b[0] = cp & 0xFF, b[1] = cp >> 8;
+            return makeImage(b, 2);
+        case SuppUTF16BE:
+            b[0] = cp >> 8, b[1] = cp & 0xFF;
+            return makeImage(b, 2);
+        case SuppUTF32LE:
+            b[0] = cp & 0xFF, b[1] = cp >> 8, b[2] = 0, b[3] = 0;
+            return makeImage(b, 4);
+        case SuppUTF32BE:
+            b[0] = 0, b[1] = 0, b[2] = cp >> 8, b[3] = cp & 0xFF;
+            return makeImage(b, 4);
+        default:
+            return 0;
+        }
+    }
     const unsigned int hi = (cp >> 10) + 0xD7C0;
     const unsigned int lo = (cp & 0x3FF) + 0xDC00;
     switch (form) {
@@ -254,6 +314,30 @@ CvtImage supplementaryImage(int form, unsigned int cp) {
         return 0;
     }
     return makeImage(b, 4);
+}
+
+// How many bytes from p, at most n, are below 0x80; eight at a time.
+inline long asciiPrefix(const unsigned char* p, long n) {
+    long i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t w;
+        std::memcpy(&w, p + i, 8);
+        if (w & 0x8080808080808080ull)
+            break;
+    }
+    while (i < n && p[i] < 0x80)
+        ++i;
+    return i;
+}
+
+// Whether value(b) of a table is byte b itself for the bytes 1 to 127.
+template <typename V, typename Get> bool asciiSame(const Get& value) {
+    for (unsigned b = 1; b < 0x80; ++b) {
+        const unsigned char byte = static_cast<unsigned char>(b);
+        if (value(b) != valueOf<V>(&byte, 1))
+            return false;
+    }
+    return true;
 }
 
 inline bool continuation(unsigned char b) {
@@ -400,9 +484,11 @@ COptimizedConverter* CUTFOptimizedConverter::getConverter(ULibCharSet source, CS
     }
     auto* table = new LookupTable<CvtImage>();
     CvtImage nul = 0;
-    fill(table, nul);
-    return new CUTF2Converter<CvtImage>(source, target, reader(), table, nul,
-                                        supplementaryFormOf(target));
+    // A Unicode target needs no table: every character is computed.
+    const int form = supplementaryFormOf(target);
+    if (form == SuppICU)
+        fill(table, nul);
+    return new CUTF2Converter<CvtImage>(source, target, reader(), table, nul, form);
 }
 
 int CUTFOptimizedConverter::setOverride(unsigned long sourceChar, unsigned long targetChar,
@@ -433,7 +519,13 @@ template <typename V>
 CUTF2Converter<V>::CUTF2Converter(ULibCharSet source, ULibCharSet target, utfReader* reader,
                                   LookupTable<V>* table, V nul, int supplementaryForm)
     : CUTFOptimizedConverter(source, target, reader), m_poTable(table), m_vNul(nul),
-      m_nSupplementaryForm(supplementaryForm) {}
+      m_bAsciiSame(asciiSame<V>([table](unsigned b) { return table->get(b); })),
+      m_nSupplementaryForm(supplementaryForm) {
+    m_aAscii[0] = supplementaryForm != SuppICU ? V(unicodeImage(supplementaryForm, 0)) : nul;
+    for (unsigned b = 1; b < 0x80; ++b)
+        m_aAscii[b] =
+            supplementaryForm != SuppICU ? V(unicodeImage(supplementaryForm, b)) : table->get(b);
+}
 
 template <typename V> CUTF2Converter<V>::~CUTF2Converter() {
     delete m_poTable;
@@ -444,15 +536,22 @@ template <typename Reader>
 int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd, int maxChars,
                            const char** src, const char* srcEnd, bool substitute, bool flush,
                            ULibError* err, ULibBadCharDetail* detail) const {
-    const auto lookup = [this, &reader](const unsigned char* p, int left, V& v, int& consumed) {
+    // The members the loop reads, as locals: every byte stored through the
+    // target could alias the object, so the compiler would read them again
+    // for each character.
+    const SparseArray<MBCSCvtInfo, unsigned long>* const overrides = m_poOverrides;
+    const V* const ascii = m_aAscii;
+    const LookupTable<V>* const table = m_poTable;
+    const int form = m_nSupplementaryForm;
+    const auto lookup = [=, &reader](const unsigned char* p, int left, V& v, int& consumed) {
         unsigned int cp;
         if (!reader(p, left, cp, consumed))
             return false;
-        if (m_poOverrides != nullptr) {
+        if (overrides != nullptr) {
             const unsigned long key = cp <= 0xFFFF ? cp
                                                    : (((cp - 0x10000) >> 10) + 0xD800) << 16 |
                                                          (((cp - 0x10000) & 0x3FF) + 0xDC00);
-            if (const MBCSCvtInfo* o = m_poOverrides->find(key)) {
+            if (const MBCSCvtInfo* o = overrides->find(key)) {
                 // An override of other than one byte means nothing to a
                 // single-byte target.
                 if (sizeof(V) > 1 || o->uLength == 1) {
@@ -461,21 +560,36 @@ int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd,
                 }
             }
         }
+        if (sizeof(V) > 1 && form != SuppICU) {
+            v = V(unicodeImage(form, cp));
+            return true;
+        }
+        if (cp < 0x80) {
+            v = ascii[cp];
+            return v != 0 || (sizeof(V) == 1 && cp == 0);
+        }
         if (cp <= 0xFFFF) {
-            if (cp == 0) {
-                v = m_vNul;
-                return sizeof(V) == 1 || v != 0;
-            }
-            v = m_poTable->get(cp);
+            v = table->get(cp);
             return v != 0;
         }
-        if (sizeof(V) == 1 || m_nSupplementaryForm == SuppICU)
-            return false;
-        v = V(supplementaryImage(m_nSupplementaryForm, cp));
-        return true;
+        return false;
     };
+    // UTF-8 runs of ASCII into a target that keeps them: copied, while no
+    // limit counts characters and no override is in the way.
+    int pos = 0;
+    if (std::is_same<Reader, UTF8Read>::value && m_bAsciiSame && m_poOverrides == nullptr &&
+        maxChars <= 0 && srcEnd > *src && dstEnd > *dst) {
+        const long room = dstEnd - *dst;
+        const long input = srcEnd - *src;
+        pos = static_cast<int>(
+            asciiPrefix(reinterpret_cast<const unsigned char*>(*src), input < room ? input : room));
+        std::memcpy(*dst, *src, pos);
+    }
+    // Runs of ASCII UTF-8 go through the array, while no override is in the
+    // way.
+    const bool runs = std::is_same<Reader, UTF8Read>::value && overrides == nullptr;
     return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
-                      detail);
+                      detail, pos, pos, runs ? ascii : nullptr);
 }
 
 template <typename V>
@@ -494,6 +608,9 @@ int CUTF2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, con
 
 template <typename V>
 int CUTF2Converter<V>::charMapOverride(unsigned long sourceChar, unsigned long targetChar) const {
+    // (Overrides are looked up before the ASCII array, so it stands.)
+    if (sourceChar < 0x80)
+        m_bAsciiSame = false;
     return setOverride(sourceChar, targetChar, sizeof(V) == 1);
 }
 
@@ -534,6 +651,10 @@ template <typename V>
 CSBCS2Converter<V>::CSBCS2Converter(ULibCharSet source, ULibCharSet target, const V* table)
     : CSBCSOptimizedConverter(source, target) {
     std::memcpy(m_aTable, table, sizeof m_aTable);
+    m_bAsciiSame = asciiSame<V>([table](unsigned b) { return table[b]; });
+    m_bAllMapped = true;
+    for (int b = 1; b < 256; ++b)
+        m_bAllMapped = m_bAllMapped && table[b] != 0;
 }
 
 template <typename V>
@@ -552,6 +673,11 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
         const long room = dstEnd - *dst;
         if (sizeof(V) == 1) {
             const int n = static_cast<int>(input < room ? input : room);
+            // A set whose every byte maps is a plain translation.
+            if (m_bAllMapped) {
+                for (; pos < n; ++pos)
+                    out[pos] = static_cast<unsigned char>(m_aTable[in[pos]]);
+            }
             while (pos < n) {
                 const unsigned char b = in[pos];
                 const unsigned char v = static_cast<unsigned char>(m_aTable[b]);
@@ -562,6 +688,14 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
             written = pos;
         } else {
             while (pos < input && room - written >= 8) {
+                if (in[pos] < 0x80 && m_bAsciiSame) {
+                    const long left = input - pos < room - written ? input - pos : room - written;
+                    const int k = static_cast<int>(asciiPrefix(in + pos, left));
+                    std::memcpy(out + written, in + pos, k);
+                    pos += k;
+                    written += k;
+                    continue;
+                }
                 const CvtImage v = m_aTable[in[pos]];
                 if ((v & 0xFF) == 0)
                     break;
@@ -585,7 +719,10 @@ template <typename V>
 int CSBCS2Converter<V>::charMapOverride(unsigned long sourceChar, unsigned long targetChar) const {
     if (sourceChar > 255 || targetChar == 0)
         return ULIB_ERR_INVALID_CHAR;
+    if (sourceChar < 0x80)
+        m_bAsciiSame = false;
     if (sizeof(V) == 1) {
+        // (An override never unmaps a byte, so m_bAllMapped stands.)
         if (targetChar > 255)
             return ULIB_ERR_INVALID_CHAR;
         m_aTable[sourceChar] = V(targetChar);
@@ -796,16 +933,20 @@ template <int L, typename V>
 int CMBCS2Converter<L, V>::convert(char** dst, const char* dstEnd, int maxChars, const char** src,
                                    const char* srcEnd, bool substitute, bool flush, ULibError* err,
                                    ULibBadCharDetail* detail) const {
-    const auto lookup = [this](const unsigned char* p, int left, V& v, int& consumed) {
+    // Members as locals, as in the UTF loop.
+    const V nul = m_vNul;
+    const LookupTable<V>* const main = &m_oMain;
+    LookupTable<V>* const* const extras = m_apExtra;
+    const auto lookup = [=](const unsigned char* p, int left, V& v, int& consumed) {
         int extra;
         unsigned int code;
         if (!read(p, left, extra, code, consumed))
             return false;
         if (code == 0) {
-            v = m_vNul;
+            v = nul;
             return sizeof(V) == 1 || v != 0;
         }
-        const LookupTable<V>* t = extra < 0 ? &m_oMain : m_apExtra[extra];
+        const LookupTable<V>* t = extra < 0 ? main : extras[extra];
         if (t == nullptr)
             return false;
         v = t->get(code);

@@ -100,8 +100,14 @@ private:
 
     LookupTable<V>* m_poTable;
     V m_vNul;
-    /// How a character beyond the BMP is written when no table holds it:
-    /// 0 through ICU; else one of the UTF forms (see the .cpp).
+    /// The table's values for U+0000 to U+007F, read with one load.
+    V m_aAscii[0x80];
+    /// The target writes U+0001 to U+007F as those bytes (so runs of ASCII
+    /// UTF-8 are copied); false once an override touches them.
+    mutable bool m_bAsciiSame;
+    /// For a Unicode target (UTF-8, UTF-16, UTF-32), its form: every
+    /// character is then computed and the table is empty. 0 for any other
+    /// target, whose characters beyond the BMP go through ICU.
     int m_nSupplementaryForm;
 };
 
@@ -129,6 +135,11 @@ public:
 
 private:
     mutable V m_aTable[256];
+    /// Bytes 1 to 127 come out unchanged (runs of them are copied); false
+    /// once an override touches them.
+    mutable bool m_bAsciiSame;
+    /// Every byte 1 to 255 maps: a single-byte target needs no test.
+    bool m_bAllMapped;
 };
 
 /// Multi-byte sources of three layouts: double byte (a lead byte map from
