@@ -69,7 +69,9 @@ COptimizedConverter* build(ULibCharSet source, ULibCharSet target, bool fallback
 } // namespace
 
 COptimizedConverter::COptimizedConverter(ULibCharSet source, ULibCharSet target)
-    : m_eSource(source), m_eTarget(target) {}
+    : m_eSource(source), m_eTarget(target),
+      m_bShiftTarget(CSConverter(target, ULIB_CNV_STOP, true).getType() ==
+                     CNV_TYPE_EBCDIC_STATEFUL) {}
 
 COptimizedConverter::~COptimizedConverter() {
     delete m_poSourceICU;
@@ -117,6 +119,9 @@ int COptimizedConverter::convert(char* dst, int dstBytes, int maxChars, const ch
                                  ULibBadCharDetail* detail) const {
     if (detail != nullptr)
         detail->uOffset = 0;
+    // A whole buffer is a text of its own: it starts in single byte state,
+    // whatever a stream left behind (as the ICU path does).
+    m_bTargetInDoubleByte = false;
     char* d = dst;
     const char* s = src;
     return convert(&d, dst + std::max(dstBytes, 0), maxChars, &s, src + std::max(srcBytes, 0),
@@ -162,6 +167,20 @@ int COptimizedConverter::toMBCSCvtInfo(unsigned long value, MBCSCvtInfo& info,
     return info.uLength;
 }
 
+bool COptimizedConverter::fitsTarget(MBCSCvtInfo& info) const {
+    if (info.uLength == 0)
+        return false;
+    if (!m_bShiftTarget)
+        return true;
+    if (info.uLength == 4 && info.acBytes[0] == 0x0E && info.acBytes[3] == 0x0F) {
+        info.acBytes[0] = info.acBytes[1];
+        info.acBytes[1] = info.acBytes[2];
+        info.acBytes[2] = info.acBytes[3] = 0;
+        info.uLength = 2;
+    }
+    return info.uLength <= 2;
+}
+
 COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned char* p, int left,
                                                                bool flush, unsigned char* out,
                                                                int room, bool substitute) const {
@@ -171,6 +190,7 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
         m_poSourceICU = new CSConverter(m_eSource, ULIB_CNV_STOP, true);
     int len = 1;
     bool illegalInPlace = false;
+    bool badInSource = false;
     const int window = std::min(left, 16);
     if (auto* icu = dynamic_cast<CSConverterICU*>(m_poSourceICU->impl());
         icu != nullptr && icu->handle() != nullptr) {
@@ -181,9 +201,10 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
         UErrorCode status = U_ZERO_ERROR;
         ucnv_getNextUChar(cnv, &s, start + window, &status);
         if (status == U_TRUNCATED_CHAR_FOUND && window == left && !flush)
-            return {BadOutcome::Partial, 0, 0, ULIB_OK};
+            return {BadOutcome::Partial, 0, 0, ULIB_OK, false};
         len = std::max(1, static_cast<int>(s - start));
         illegalInPlace = status == U_ILLEGAL_CHAR_FOUND || status == U_INVALID_CHAR_FOUND;
+        badInSource = U_FAILURE(status);
         ucnv_resetToUnicode(cnv);
     }
     if (len > left)
@@ -202,12 +223,16 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
     // in both.)
     if (e == ULIB_ERR_UNKNOWN && illegalInPlace && len < left)
         e = ULIB_ERR_INVALID_CHAR;
+    // A character bad in the source stops the first of two steps, and the
+    // second converts what came before it whole; a native UTF-16 source has
+    // one step only, and so has a character the target lacks.
+    const bool closesRun = badInSource && m_eSource != 1;
     if (e != ULIB_OK)
-        return {BadOutcome::Stop, len, 0, e};
+        return {BadOutcome::Stop, len, 0, e, closesRun};
     if (n > room)
-        return {BadOutcome::Overflow, len, 0, ULIB_ERR_BUFFER_OVERFLOW};
+        return {BadOutcome::Overflow, len, 0, ULIB_ERR_BUFFER_OVERFLOW, false};
     std::memcpy(out, tmp, n);
-    return {BadOutcome::Written, len, n, ULIB_OK};
+    return {BadOutcome::Written, len, n, ULIB_OK, false};
 }
 
 int COptimizedConverter::finish(char** dst, const char** src, int written, int pos, ULibError e,

@@ -116,6 +116,9 @@ public:
         int consumed;  ///< source bytes of the character
         int bytes;     ///< bytes written (Written)
         ULibError err; ///< Stop
+        /// Stop: the ICU path would have converted the text before it in a
+        /// second step of its own, which ends a shift run.
+        bool closesRun;
     };
 
     /// Converts the one character at p (left bytes of source remain) by the
@@ -130,12 +133,28 @@ public:
     static int finish(char** dst, const char** src, int written, int pos, ULibError e,
                       ULibError* err);
     static void reportBad(ULibBadCharDetail* detail, const unsigned char* p, int len, int pos);
+    /// Whether an EBCDIC stateful target is in a double byte run. Kept
+    /// between cursor calls: a stream cut with flush false goes on in its
+    /// run. A flushed conversion closes its run, except when it stops at a
+    /// bad character (as the ICU path does); the whole-buffer form starts
+    /// outside a run, so an empty whole-buffer conversion starts a stream
+    /// afresh. Kept on purpose: the state belongs to the thread's converter
+    /// of the pair, so two interleaved streams of one pair share it.
+    bool& targetInDoubleByte() const { return m_bTargetInDoubleByte; }
+    /// Whether the target is EBCDIC stateful (its loop keeps a shift state).
+    bool shiftTarget() const { return m_bShiftTarget; }
+    /// An override's target character as a table holds it: for an EBCDIC
+    /// stateful target one byte, or a double byte pair given bare or as
+    /// shift, pair, shift back. False when it is neither.
+    bool fitsTarget(MBCSCvtInfo& info) const;
 
 protected:
     COptimizedConverter(ULibCharSet source, ULibCharSet target);
 
     ULibCharSet m_eSource;
     ULibCharSet m_eTarget;
+    bool m_bShiftTarget = false;
+    mutable bool m_bTargetInDoubleByte = false;
 
 private:
     /// The source's ICU converter, opened on the first bad character, to learn

@@ -25,6 +25,9 @@ static_assert(sizeof(CvtImage) == 8, "an image is 8 bytes");
 namespace {
 
 constexpr ULibCharSet kUTF16 = ULibCharSet(1);
+// The EBCDIC shifts: 0x0E opens a double byte run, 0x0F closes it.
+constexpr unsigned char kShiftIn = 0x0E;
+constexpr unsigned char kShiftOut = 0x0F;
 
 CvtImage makeImage(const unsigned char* bytes, int len) {
     if (len < 1 || len > 7)
@@ -77,7 +80,25 @@ template <> CvtImage valueOf<CvtImage>(const unsigned char* bytes, int len) {
 class Builder {
 public:
     Builder(CSConverter& s, ULibCharSet target, CSConverter& t)
-        : m_source(s), m_target(t), m_nativeUTF16(target == kUTF16) {}
+        : m_source(s), m_target(t), m_nativeUTF16(target == kUTF16),
+          m_shiftTarget(t.getType() == CNV_TYPE_EBCDIC_STATEFUL) {}
+
+    // The table value of one character's target bytes. An EBCDIC stateful
+    // target writes a double byte character alone as shift, two bytes,
+    // shift back: the value is the two bytes (length 2), and the loop
+    // writes the shifts as its state needs them.
+    template <typename V> V valueOfBytes(const unsigned char* out, int len) const {
+        if (len <= 0)
+            return V(0);
+        if (sizeof(V) > 1 && m_shiftTarget) {
+            if (len == 1 && out[0] != kShiftIn && out[0] != kShiftOut)
+                return valueOf<V>(out, 1);
+            if (len == 4 && out[0] == kShiftIn && out[3] == kShiftOut)
+                return valueOf<V>(out + 1, 2);
+            return V(0);
+        }
+        return valueOf<V>(out, len);
+    }
 
     // The target bytes of n UTF-16 units, or -1.
     int fromUnits(const unsigned short* units, int n, unsigned char* out) {
@@ -105,24 +126,27 @@ public:
     template <typename V> V value(const unsigned char* bytes, int n) {
         unsigned char out[16];
         const int len = fromBytes(bytes, n, out);
-        return len > 0 ? valueOf<V>(out, len) : V(0);
+        return valueOfBytes<V>(out, len);
     }
 
 private:
     CSConverter& m_source;
     CSConverter& m_target;
     bool m_nativeUTF16;
+    bool m_shiftTarget;
 };
 
 enum TargetKind { NoTarget, OneByte, Image };
 
-// Which table value a target takes. EBCDIC stateful targets keep a shift
-// state across characters and are not served; nor are ISO-2022 and the
-// stateful Unicode forms (UTF-7, SCSU, BOCU-1), which are of type 7 and 8.
+// Which table value a target takes. An EBCDIC stateful target takes images
+// of one byte or of a double byte pair, and its loop keeps the shift state.
+// ISO-2022 and the stateful Unicode forms (UTF-7, SCSU, BOCU-1), of type 7
+// and 8, are not served.
 TargetKind targetKind(const CSConverter& t) {
     switch (t.getType()) {
     case CNV_TYPE_SBCS:
         return OneByte;
+    case CNV_TYPE_EBCDIC_STATEFUL:
     case CNV_TYPE_UTF8:
     case CNV_TYPE_UTF16:
     case CNV_TYPE_UTF32:
@@ -231,6 +255,149 @@ int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, c
                                   flush, err, detail, pos, written, AsciiRun<V>{nullptr});
     return runLoopAs<V, false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush,
                                err, detail, pos, written, AsciiRun<V>{ascii});
+}
+
+// The loop for an EBCDIC stateful target: a one-byte value is written in
+// single byte state, a two-byte value in a double byte run, and the shifts
+// between them as the state changes. A flushed conversion ends outside a run:
+// when the closing shift does not fit, the last character goes back to the
+// source and the result is a full target, which is the longest start of the
+// text that fits closed, as the ICU path finds it. With flush false the run
+// stays open for the next call, in the object.
+template <bool Limited, typename Lookup>
+int runShiftLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst,
+                   const char* dstEnd, int maxChars, const char** src, const char* srcEnd,
+                   bool substitute, bool flush, ULibError* err, ULibBadCharDetail* detail) {
+    unsigned char* const out = reinterpret_cast<unsigned char*>(*dst);
+    const unsigned char* const in = reinterpret_cast<const unsigned char*>(*src);
+    const int input = srcEnd > *src ? static_cast<int>(srcEnd - *src) : 0;
+    const int room = dstEnd > *dst ? static_cast<int>(dstEnd - *dst) : 0;
+    bool& inRun = self.targetInDoubleByte();
+    int pos = 0, written = 0, chars = 0;
+    ULibError e = ULIB_OK;
+    // Where the last character began: what to give back when the closing
+    // shift does not fit.
+    struct Mark {
+        int pos, written;
+        bool inRun;
+    } last{-1, 0, false};
+    // Room a character of n bytes (1 or 2) takes, with the shift before it.
+    auto need = [&](int n, bool state) {
+        return n == 1 ? (state ? 1 : 0) + 1 : (state ? 0 : 1) + 2;
+    };
+    auto emit = [&](const unsigned char* b, int n) {
+        if (n == 1 && inRun) {
+            out[written++] = kShiftOut;
+            inRun = false;
+        } else if (n == 2 && !inRun) {
+            out[written++] = kShiftIn;
+            inRun = true;
+        }
+        for (int i = 0; i < n; ++i)
+            out[written++] = b[i];
+    };
+    bool close = flush;
+    while (pos < input) {
+        if (Limited && chars == maxChars) {
+            if (flush)
+                e = ULIB_ERR_MAX_CHARS;
+            break;
+        }
+        CvtImage v;
+        int consumed;
+        if (lookup(in + pos, input - pos, v, consumed)) {
+            const int n = lengthOf(v);
+            if (need(n, inRun) > room - written) {
+                if (flush)
+                    e = ULIB_ERR_BUFFER_OVERFLOW;
+                break;
+            }
+            last = {pos, written, inRun};
+            const unsigned char b[2] = {static_cast<unsigned char>(v >> 8),
+                                        static_cast<unsigned char>(v >> 16)};
+            emit(b, n);
+            pos += consumed;
+            ++chars;
+            continue;
+        }
+        // The slow path converts the character alone, so its output opens
+        // and closes its own runs: it is read back into characters and
+        // written by the state here.
+        unsigned char tmp[512];
+        const COptimizedConverter::BadOutcome b =
+            self.handleBad(in + pos, input - pos, flush, tmp, sizeof tmp, substitute);
+        if (b.kind == COptimizedConverter::BadOutcome::Partial)
+            break;
+        if (b.kind == COptimizedConverter::BadOutcome::Stop) {
+            // Kept on purpose: at a character the target lacks the run stays
+            // open, as the ICU path leaves it (the error says the text is
+            // cut); at one bad in the source it is closed, as the ICU path's
+            // second step closes it.
+            e = b.err;
+            COptimizedConverter::reportBad(detail, in + pos, b.consumed, pos);
+            close = flush && b.closesRun;
+            break;
+        }
+        int pieces[256][2]; // offset, length
+        int count = 0;
+        bool pieceRun = false;
+        for (int i = 0; i < b.bytes && count < 256;) {
+            if (tmp[i] == kShiftIn || tmp[i] == kShiftOut) {
+                pieceRun = tmp[i++] == kShiftIn;
+                continue;
+            }
+            const int n = pieceRun && i + 1 < b.bytes ? 2 : 1;
+            pieces[count][0] = i;
+            pieces[count++][1] = n;
+            i += n;
+        }
+        // All of it or nothing.
+        bool state = inRun;
+        int total = 0;
+        for (int k = 0; k < count; ++k) {
+            total += need(pieces[k][1], state);
+            state = pieces[k][1] == 2;
+        }
+        if (total > room - written) {
+            if (flush)
+                e = ULIB_ERR_BUFFER_OVERFLOW;
+            break;
+        }
+        if (count > 0)
+            last = {pos, written, inRun};
+        for (int k = 0; k < count; ++k)
+            emit(tmp + pieces[k][0], pieces[k][1]);
+        pos += b.consumed;
+        if (b.bytes > 0)
+            ++chars;
+    }
+    if (close && inRun) {
+        if (written == room && last.pos >= 0) {
+            // The closing shift does not fit: the last character goes back.
+            pos = last.pos;
+            written = last.written;
+            inRun = last.inRun;
+            e = ULIB_ERR_BUFFER_OVERFLOW;
+        }
+        if (inRun && written < room) {
+            out[written++] = kShiftOut;
+            inRun = false;
+        } else if (inRun) {
+            e = ULIB_ERR_BUFFER_OVERFLOW; // a run opened by an earlier call, and no room
+        }
+    }
+    return COptimizedConverter::finish(dst, src, written, pos, e, err);
+}
+
+template <typename Lookup>
+int runShiftLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst,
+                 const char* dstEnd, int maxChars, const char** src, const char* srcEnd,
+                 bool substitute, bool flush, ULibError* err, ULibBadCharDetail* detail) {
+    if (maxChars > 0)
+        return runShiftLoopAs<true>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                    flush, err, detail);
+    return runShiftLoopAs<false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                 flush, err, detail);
 }
 
 // How a UTF source writes a character beyond the BMP with no table: the
@@ -469,7 +636,7 @@ COptimizedConverter* CUTFOptimizedConverter::getConverter(ULibCharSet source, CS
                 continue;
             const unsigned short unit = static_cast<unsigned short>(u);
             const int len = builder.fromUnits(&unit, 1, out);
-            const V v = len > 0 ? valueOf<V>(out, len) : V(0);
+            const V v = builder.template valueOfBytes<V>(out, len);
             if (u == 0)
                 nul = v;
             else
@@ -496,7 +663,8 @@ int CUTFOptimizedConverter::setOverride(unsigned long sourceChar, unsigned long 
     if (targetChar == 0 || sourceChar > 0x10FFFF || (sourceChar >= 0xD800 && sourceChar <= 0xDFFF))
         return ULIB_ERR_INVALID_CHAR;
     MBCSCvtInfo info;
-    if (toMBCSCvtInfo(targetChar, info, false) == 0 || (oneByte && info.uLength != 1))
+    if (toMBCSCvtInfo(targetChar, info, false) == 0 || !fitsTarget(info) ||
+        (oneByte && info.uLength != 1))
         return ULIB_ERR_INVALID_CHAR;
     const unsigned long key = sourceChar <= 0xFFFF
                                   ? sourceChar
@@ -574,6 +742,10 @@ int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd,
         }
         return false;
     };
+    if constexpr (sizeof(V) > 1)
+        if (m_bShiftTarget)
+            return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                flush, err, detail);
     // UTF-8 runs of ASCII into a target that keeps them: copied, while no
     // limit counts characters and no override is in the way.
     int pos = 0;
@@ -661,6 +833,15 @@ template <typename V>
 int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, const char** src,
                                 const char* srcEnd, bool substitute, bool flush, ULibError* err,
                                 ULibBadCharDetail* detail) const {
+    const auto lookup = [this](const unsigned char* p, int, V& v, int& consumed) {
+        v = m_aTable[*p];
+        consumed = 1;
+        return v != 0 || (sizeof(V) == 1 && *p == 0);
+    };
+    if constexpr (sizeof(V) > 1)
+        if (m_bShiftTarget)
+            return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                flush, err, detail);
     // With no limit, the run of mapped characters that surely fits goes
     // first, with no per-character bookkeeping; the loop below takes over at
     // the first character that is not simple, or near the end of the room.
@@ -706,11 +887,6 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
             }
         }
     }
-    const auto lookup = [this](const unsigned char* p, int, V& v, int& consumed) {
-        v = m_aTable[*p];
-        consumed = 1;
-        return v != 0 || (sizeof(V) == 1 && *p == 0);
-    };
     return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
                       detail, pos, written);
 }
@@ -729,7 +905,7 @@ int CSBCS2Converter<V>::charMapOverride(unsigned long sourceChar, unsigned long 
         return ULIB_OK;
     }
     MBCSCvtInfo info;
-    if (toMBCSCvtInfo(targetChar, info, false) == 0)
+    if (toMBCSCvtInfo(targetChar, info, false) == 0 || !fitsTarget(info))
         return ULIB_ERR_INVALID_CHAR;
     m_aTable[sourceChar] = V(imageOf(info));
     return ULIB_OK;
@@ -952,6 +1128,10 @@ int CMBCS2Converter<L, V>::convert(char** dst, const char* dstEnd, int maxChars,
         v = t->get(code);
         return v != 0;
     };
+    if constexpr (sizeof(V) > 1)
+        if (m_bShiftTarget)
+            return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                flush, err, detail);
     return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
                       detail);
 }
@@ -975,7 +1155,7 @@ int CMBCS2Converter<L, V>::charMapOverride(unsigned long sourceChar,
         v = V(targetChar);
     } else {
         MBCSCvtInfo to;
-        if (toMBCSCvtInfo(targetChar, to, false) == 0)
+        if (toMBCSCvtInfo(targetChar, to, false) == 0 || !fitsTarget(to))
             return ULIB_ERR_INVALID_CHAR;
         v = V(imageOf(to));
     }

@@ -4,9 +4,10 @@
 // byte, multi-byte (double byte and EUC), and their classes by the kind of
 // target. A target's character is either one byte (single-byte targets) or
 // the 8-byte image of up to 7 bytes in output order (every other target: a
-// multi-byte set, UTF-8, UTF-16 and UTF-32 in either order), so each source
-// kind has two classes, and the target names of the matrix are their
-// aliases.
+// multi-byte set, UTF-8, UTF-16 and UTF-32 in either order, and EBCDIC
+// stateful sets, whose values are one byte or a double byte pair and whose
+// loop writes the shifts), so each source kind has two classes, and the
+// target names of the matrix are their aliases.
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZUNICODE_DETAIL_OPTIMIZEDCONVERTERS_H
@@ -193,22 +194,27 @@ using CUTF2SBCSConverter = CUTF2Converter<unsigned char>;
 using CUTF2MBCSConverter = CUTF2Converter<CvtImage>;
 using CUTF2UTF16Converter = CUTF2Converter<CvtImage>;
 using CUTF2UTF32Converter = CUTF2Converter<CvtImage>;
+using CUTF2EBCDICSFConverter = CUTF2Converter<CvtImage>;
 using CSBCS2SBCSConverter = CSBCS2Converter<unsigned char>;
 using CSBCS2MBCSConverter = CSBCS2Converter<CvtImage>;
 using CSBCS2UTF16Converter = CSBCS2Converter<CvtImage>;
 using CSBCS2UTF32Converter = CSBCS2Converter<CvtImage>;
+using CSBCS2EBCDICSFConverter = CSBCS2Converter<CvtImage>;
 using CDBCS2SBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::DBCS, unsigned char>;
 using CDBCS2MBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::DBCS, CvtImage>;
 using CDBCS2UTF16Converter = CMBCS2Converter<CMBCSOptimizedConverter::DBCS, CvtImage>;
 using CDBCS2UTF32Converter = CMBCS2Converter<CMBCSOptimizedConverter::DBCS, CvtImage>;
+using CDBCS2EBCDICSFConverter = CMBCS2Converter<CMBCSOptimizedConverter::DBCS, CvtImage>;
 using CEUCJP2SBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, unsigned char>;
 using CEUCJP2MBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, CvtImage>;
 using CEUCJP2UTF16Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, CvtImage>;
 using CEUCJP2UTF32Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, CvtImage>;
+using CEUCJP2EBCDICSFConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, CvtImage>;
 using CEUCTW2SBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, unsigned char>;
 using CEUCTW2MBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
 using CEUCTW2UTF16Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
 using CEUCTW2UTF32Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
+using CEUCTW2EBCDICSFConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
 
 } // namespace qzunicode
 } // namespace qzlib

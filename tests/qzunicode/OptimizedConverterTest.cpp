@@ -151,6 +151,7 @@ const Pair kPairs[] = {
     {5004, 4},    {5008, 2},    {5024, 5005}, {5005, 0},    {5005, 1},    {5005, 1032},
     {5006, 5000}, {5009, 0},    {5009, 2},    {0, 1047},    {0, 1032},    {0, 5000},
     {0, 1},       {0, 5},       {1, 5000},    {1, 1032},    {2, 0},       {1, 5005},
+    {1032, 5010}, {0, 5014},    {5000, 5010}, {5005, 5014}, {1, 5011},    {5009, 5013},
 };
 
 const ULibCnvErrBehavior kBehaviours[] = {ULIB_CNV_STOP, ULIB_CNV_SKIP, ULIB_CNV_SUBSTITUTE,
@@ -222,6 +223,7 @@ TEST(OptimizedConverterTest, CursorPiecesMatchTheWholeConversion) {
                 const std::string in =
                     seed % 2 ? validText(p.source, rng, 40) : mixedText(p.source, rng, 40);
                 std::string out(in.size() * 12 + 16, '\0');
+                c->convert(out.data(), 1, 0, in.data(), 0, false, nullptr, nullptr); // afresh
                 char* d = out.data();
                 const char* s = in.data();
                 ULibError err = ULIB_OK;
@@ -307,6 +309,8 @@ TEST(OptimizedConverterTest, BadInputMatchesTheICUPath) {
         {1, 1032, std::string("a\0\x00\xDC", 4), 16},    // lone low surrogate last
         {1, 0, std::string("a\0\x77\xDF", 4), 16},       // the same, to UTF-8: ICU's 1005
         {1032, 1047, "\xE9\xFF", 1},
+        {1033, 5015, "\xB4\xF1", 3},      // a run left open at a character the target lacks
+        {0, 5014, "\xE4\xB8\x80\xFF", 3}, // and closed at one bad in the source
     };
     for (const ULibCnvErrBehavior b : kBehaviours) {
         ULIB_setConverterErrorBehavior(b);
@@ -330,6 +334,40 @@ TEST(OptimizedConverterTest, BadInputMatchesTheICUPath) {
     EXPECT_EQ(2, c->convert(&d, out + 8, 0, &s, in.data() + 3, false, false, &err, nullptr));
     EXPECT_EQ(ULIB_OK, err);
     EXPECT_EQ(2, s - in.data());
+}
+
+// Scenario: into an EBCDIC stateful set, double byte characters come out in
+// runs between shifts; a flushed conversion always ends outside a run, even
+// when it stops, and a stream cut with flush false keeps its run open into
+// the next call rather than closing and reopening it.
+TEST(OptimizedConverterTest, ShiftedTargetsKeepTheirRuns) {
+    const COptimizedConverter* c = COptimizedConverter::getConverter(cs(5005), cs(5010));
+    ASSERT_NE(nullptr, c);
+    const std::string kanji = "\xC6\xFC\xCB\xDC"; // two characters of EUC-JP
+    const std::string text = kanji + "A" + kanji;
+    const Result whole = viaOptimised(*c, text, 64, false);
+    ASSERT_EQ(ULIB_OK, whole.err);
+    ASSERT_EQ(13u, whole.bytes.size()); // 0E k k k k 0F A 0E k k k k 0F
+    EXPECT_EQ('\x0E', whole.bytes[0]);
+    EXPECT_EQ('\x0F', whole.bytes[5]);
+    EXPECT_EQ('\x0E', whole.bytes[7]);
+    EXPECT_EQ('\x0F', whole.bytes[12]);
+    // Room for the shift and one character, and no more: no half character
+    // and the run closed.
+    for (int room = 1; room <= 13; ++room)
+        EXPECT_EQ(viaICU(5005, 5010, text, room, false), viaOptimised(*c, text, room, false))
+            << "room " << room;
+    // In two pieces cut between the kanji: one run.
+    std::string out(64, '\0');
+    c->convert(out.data(), 64, 0, kanji.data(), 0, false, nullptr, nullptr); // afresh
+    char* d = out.data();
+    const char* s = kanji.data();
+    ULibError err = ULIB_OK;
+    c->convert(&d, out.data() + 64, 0, &s, kanji.data() + 2, false, false, &err, nullptr);
+    EXPECT_TRUE(c->targetInDoubleByte());
+    c->convert(&d, out.data() + 64, 0, &s, kanji.data() + 4, false, true, &err, nullptr);
+    EXPECT_EQ(viaICU(5005, 5010, kanji, 64, false).bytes, out.substr(0, d - out.data()));
+    EXPECT_FALSE(c->targetInDoubleByte());
 }
 
 // Scenario: a stop reports where, and which bytes, in the detail.
