@@ -59,9 +59,11 @@ COptimizedConverter* build(ULibCharSet source, ULibCharSet target, bool fallback
     case CNV_TYPE_MBCS:
         return CMBCSOptimizedConverter::getConverter(source, s, target, t, fallbackSource,
                                                      fallbackTarget);
+    case CNV_TYPE_EBCDIC_STATEFUL:
+        return CEBCDICSFOptimizedConverter::getConverter(source, s, target, t, fallbackSource,
+                                                         fallbackTarget);
     default:
-        // UTF-32 sources, pure double-byte sets, EBCDIC stateful sets,
-        // ISO-2022 and the rest.
+        // UTF-32 sources, pure double-byte sets, ISO-2022 and the rest.
         return nullptr;
     }
 }
@@ -71,6 +73,8 @@ COptimizedConverter* build(ULibCharSet source, ULibCharSet target, bool fallback
 COptimizedConverter::COptimizedConverter(ULibCharSet source, ULibCharSet target)
     : m_eSource(source), m_eTarget(target),
       m_bShiftTarget(CSConverter(target, ULIB_CNV_STOP, true).getType() ==
+                     CNV_TYPE_EBCDIC_STATEFUL),
+      m_bShiftSource(CSConverter(source, ULIB_CNV_STOP, true).getType() ==
                      CNV_TYPE_EBCDIC_STATEFUL) {}
 
 COptimizedConverter::~COptimizedConverter() {
@@ -122,6 +126,7 @@ int COptimizedConverter::convert(char* dst, int dstBytes, int maxChars, const ch
     // A whole buffer is a text of its own: it starts in single byte state,
     // whatever a stream left behind (as the ICU path does).
     m_bTargetInDoubleByte = false;
+    m_bSourceInDoubleByte = false;
     char* d = dst;
     const char* s = src;
     return convert(&d, dst + std::max(dstBytes, 0), maxChars, &s, src + std::max(srcBytes, 0),
@@ -192,17 +197,23 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
     bool illegalInPlace = false;
     bool badInSource = false;
     const int window = std::min(left, 16);
+    // ICU reads from a fresh state: inside a double byte run of an EBCDIC
+    // stateful source, the bytes go to it behind the shift that opened it.
+    const int lead = m_bShiftSource && m_bSourceInDoubleByte ? 1 : 0;
+    unsigned char bytes[1 + 16];
+    bytes[0] = 0x0E;
+    std::memcpy(bytes + 1, p, window);
+    const char* const piece = reinterpret_cast<const char*>(bytes + 1 - lead);
     if (auto* icu = dynamic_cast<CSConverterICU*>(m_poSourceICU->impl());
         icu != nullptr && icu->handle() != nullptr) {
         UConverter* cnv = icu->handle();
         ucnv_resetToUnicode(cnv);
-        const char* start = reinterpret_cast<const char*>(p);
-        const char* s = start;
+        const char* s = piece;
         UErrorCode status = U_ZERO_ERROR;
-        ucnv_getNextUChar(cnv, &s, start + window, &status);
+        ucnv_getNextUChar(cnv, &s, piece + lead + window, &status);
         if (status == U_TRUNCATED_CHAR_FOUND && window == left && !flush)
             return {BadOutcome::Partial, 0, 0, ULIB_OK, false};
-        len = std::max(1, static_cast<int>(s - start));
+        len = std::max(1, static_cast<int>(s - piece) - lead);
         illegalInPlace = status == U_ILLEGAL_CHAR_FOUND || status == U_INVALID_CHAR_FOUND;
         badInSource = U_FAILURE(status);
         ucnv_resetToUnicode(cnv);
@@ -214,9 +225,8 @@ COptimizedConverter::BadOutcome COptimizedConverter::handleBad(const unsigned ch
     // few bytes give at most a few dozen of output, escapes included.
     unsigned char tmp[512];
     ULibError e = ULIB_OK;
-    const int n =
-        detail::convertThroughICU(m_eTarget, reinterpret_cast<char*>(tmp), sizeof tmp, m_eSource,
-                                  reinterpret_cast<const char*>(p), len, substitute, &e);
+    const int n = detail::convertThroughICU(m_eTarget, reinterpret_cast<char*>(tmp), sizeof tmp,
+                                            m_eSource, piece, lead + len, substitute, &e);
     // Alone, a lead byte whose next byte ICU gave back reads as cut short;
     // in its place, with bytes behind it, it is a bad character, and that is
     // what the whole conversion reports. (Last in the source it is cut short

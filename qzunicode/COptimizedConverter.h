@@ -141,6 +141,10 @@ public:
     /// afresh. Kept on purpose: the state belongs to the thread's converter
     /// of the pair, so two interleaved streams of one pair share it.
     bool& targetInDoubleByte() const { return m_bTargetInDoubleByte; }
+    /// Whether an EBCDIC stateful source is in a double byte run: kept
+    /// between cursor calls with flush false, ended by a flushed end of
+    /// text, and outside a run at the start of the whole-buffer form.
+    bool& sourceInDoubleByte() const { return m_bSourceInDoubleByte; }
     /// Whether the target is EBCDIC stateful (its loop keeps a shift state).
     bool shiftTarget() const { return m_bShiftTarget; }
     /// An override's target character as a table holds it: for an EBCDIC
@@ -155,6 +159,8 @@ protected:
     ULibCharSet m_eTarget;
     bool m_bShiftTarget = false;
     mutable bool m_bTargetInDoubleByte = false;
+    bool m_bShiftSource = false;
+    mutable bool m_bSourceInDoubleByte = false;
 
 private:
     /// The source's ICU converter, opened on the first bad character, to learn

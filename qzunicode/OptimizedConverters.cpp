@@ -28,6 +28,8 @@ constexpr ULibCharSet kUTF16 = ULibCharSet(1);
 // The EBCDIC shifts: 0x0E opens a double byte run, 0x0F closes it.
 constexpr unsigned char kShiftIn = 0x0E;
 constexpr unsigned char kShiftOut = 0x0F;
+// What a lookup answers for a source shift: read, and nothing to write.
+constexpr int kShiftOnly = 2;
 
 CvtImage makeImage(const unsigned char* bytes, int len) {
     if (len < 1 || len > 7)
@@ -206,7 +208,12 @@ int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst,
         }
         V v;
         int consumed;
-        if (lookup(in + pos, input - pos, v, consumed)) {
+        const int r = lookup(in + pos, input - pos, v, consumed);
+        if (r == kShiftOnly) {
+            pos += consumed; // a shift of the source: nothing to write
+            continue;
+        }
+        if (r) {
             const int len = lengthOf(v);
             if (len > room) {
                 if (flush)
@@ -241,6 +248,10 @@ int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst,
         if (b.bytes > 0)
             ++chars;
     }
+    // A flushed text ends the source's double byte run, read to its end or
+    // cut at the limit.
+    if (flush && (pos == input || e == ULIB_ERR_MAX_CHARS))
+        self.sourceInDoubleByte() = false;
     return COptimizedConverter::finish(dst, src, written, pos, e, err);
 }
 
@@ -305,7 +316,12 @@ int runShiftLoopAs(const COptimizedConverter& self, const Lookup& lookup, char**
         }
         CvtImage v;
         int consumed;
-        if (lookup(in + pos, input - pos, v, consumed)) {
+        const int r = lookup(in + pos, input - pos, v, consumed);
+        if (r == kShiftOnly) {
+            pos += consumed; // a shift of the source: nothing to write
+            continue;
+        }
+        if (r) {
             const int n = lengthOf(v);
             if (need(n, inRun) > room - written) {
                 if (flush)
@@ -386,6 +402,10 @@ int runShiftLoopAs(const COptimizedConverter& self, const Lookup& lookup, char**
             e = ULIB_ERR_BUFFER_OVERFLOW; // a run opened by an earlier call, and no room
         }
     }
+    // A flushed text ends the source's double byte run, read to its end or
+    // cut at the limit.
+    if (flush && (pos == input || e == ULIB_ERR_MAX_CHARS))
+        self.sourceInDoubleByte() = false;
     return COptimizedConverter::finish(dst, src, written, pos, e, err);
 }
 
@@ -1177,6 +1197,130 @@ template class CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, unsigned char>;
 template class CMBCS2Converter<CMBCSOptimizedConverter::EUCJP, CvtImage>;
 template class CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, unsigned char>;
 template class CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
+
+//===-- EBCDIC stateful sources -------------------------------------------===//
+
+COptimizedConverter* CEBCDICSFOptimizedConverter::getConverter(ULibCharSet source, CSConverter& s,
+                                                               ULibCharSet target, CSConverter& t,
+                                                               bool, bool) {
+    const TargetKind kind = targetKind(t);
+    if (kind == NoTarget)
+        return nullptr;
+    Builder builder(s, target, t);
+    auto fill = [&builder](auto* c) {
+        using V = std::remove_reference_t<decltype(c->m_aSingle[0])>;
+        for (int b = 0; b < 256; ++b) {
+            if (b == m_cSI || b == m_cSO)
+                continue;
+            const unsigned char byte = static_cast<unsigned char>(b);
+            c->m_aSingle[b] = b == 0 && sizeof(V) == 1 ? V(0) : builder.template value<V>(&byte, 1);
+        }
+        // Every pair of bytes that are no shift: a walk that covers any
+        // set's double byte codes.
+        for (int lead = 1; lead < 256; ++lead) {
+            if (lead == m_cSI || lead == m_cSO)
+                continue;
+            for (int trail = 1; trail < 256; ++trail) {
+                if (trail == m_cSI || trail == m_cSO)
+                    continue;
+                const unsigned char bytes[4] = {m_cSI, static_cast<unsigned char>(lead),
+                                                static_cast<unsigned char>(trail), m_cSO};
+                const V v = builder.template value<V>(bytes, 4);
+                if (v != 0)
+                    c->m_oDouble.set(lead << 8 | trail, v);
+            }
+        }
+    };
+    if (kind == OneByte) {
+        auto* c = new CEBCDICSF2Converter<unsigned char>(source, target);
+        fill(c);
+        return c;
+    }
+    auto* c = new CEBCDICSF2Converter<CvtImage>(source, target);
+    fill(c);
+    return c;
+}
+
+template <typename V>
+CEBCDICSF2Converter<V>::CEBCDICSF2Converter(ULibCharSet source, ULibCharSet target)
+    : CEBCDICSFOptimizedConverter(source, target) {
+    std::memset(m_aSingle, 0, sizeof m_aSingle);
+}
+
+template <typename V>
+int CEBCDICSF2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, const char** src,
+                                    const char* srcEnd, bool substitute, bool flush, ULibError* err,
+                                    ULibBadCharDetail* detail) const {
+    const V* const single = m_aSingle;
+    const LookupTable<V>* const dbl = &m_oDouble;
+    bool& inRun = sourceInDoubleByte();
+    // Shifts change the state as they are read: a shift writes nothing, so
+    // it is always taken.
+    const auto lookup = [=, &inRun](const unsigned char* p, int left, V& v, int& consumed) -> int {
+        const unsigned char b0 = p[0];
+        if (b0 == m_cSI || b0 == m_cSO) {
+            inRun = b0 == m_cSI;
+            consumed = 1;
+            return kShiftOnly;
+        }
+        if (!inRun) {
+            v = single[b0];
+            consumed = 1;
+            return v != 0 || (sizeof(V) == 1 && b0 == 0);
+        }
+        if (left < 2 || p[1] == m_cSI || p[1] == m_cSO)
+            return 0;
+        v = dbl->get(b0 << 8 | p[1]);
+        consumed = 2;
+        return v != 0;
+    };
+    if constexpr (sizeof(V) > 1)
+        if (m_bShiftTarget)
+            return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                flush, err, detail);
+    return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
+                      detail);
+}
+
+template <typename V>
+int CEBCDICSF2Converter<V>::charMapOverride(unsigned long sourceChar,
+                                            unsigned long targetChar) const {
+    // One byte, or a double byte pair given bare or between shifts.
+    MBCSCvtInfo from;
+    const int n = toMBCSCvtInfo(sourceChar, from, true);
+    const unsigned char* b = from.acBytes;
+    int len = n;
+    if (n == 4 && b[0] == m_cSI && b[3] == m_cSO) {
+        b += 1;
+        len = 2;
+    }
+    if (targetChar == 0 || len < 1 || len > 2 || b[0] == m_cSI || b[0] == m_cSO ||
+        (len == 2 && (b[1] == m_cSI || b[1] == m_cSO)) || (len == 1 && b[0] == 0))
+        return ULIB_ERR_INVALID_CHAR;
+    V v;
+    if (sizeof(V) == 1) {
+        if (targetChar > 255)
+            return ULIB_ERR_INVALID_CHAR;
+        v = V(targetChar);
+    } else {
+        MBCSCvtInfo to;
+        if (toMBCSCvtInfo(targetChar, to, false) == 0 || !fitsTarget(to))
+            return ULIB_ERR_INVALID_CHAR;
+        v = V(imageOf(to));
+    }
+    if (len == 1)
+        m_aSingle[b[0]] = v;
+    else
+        m_oDouble.set(b[0] << 8 | b[1], v);
+    return ULIB_OK;
+}
+
+template <typename V> std::size_t CEBCDICSF2Converter<V>::memoryBytes() const {
+    return sizeof(*this) - sizeof(m_oDouble) + m_oDouble.memoryBytes();
+}
+
+template class CEBCDICSF2Converter<unsigned char>;
+template class CEBCDICSF2Converter<CvtImage>;
 
 } // namespace qzunicode
 } // namespace qzlib

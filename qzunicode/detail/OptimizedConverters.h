@@ -189,6 +189,38 @@ private:
     mutable LookupTable<V>* m_apExtra[16] = {};
 };
 
+/// EBCDIC stateful sources: single bytes, and double byte pairs between the
+/// shifts 0x0E and 0x0F. Kept on purpose: the shifts keep their names the
+/// wrong way round, m_cSI (0x0E) opening a double byte run and m_cSO (0x0F)
+/// closing it, as the code that reads these sets has always called them.
+class CEBCDICSFOptimizedConverter : public COptimizedConverter {
+public:
+    static COptimizedConverter* getConverter(ULibCharSet source, CSConverter& sourceConverter,
+                                             ULibCharSet target, CSConverter& targetConverter,
+                                             bool fallbackSource, bool fallbackTarget);
+    static constexpr unsigned char m_cSO = 0x0F;
+    static constexpr unsigned char m_cSI = 0x0E;
+
+protected:
+    using COptimizedConverter::COptimizedConverter;
+};
+
+/// The source's state (in a double byte run or not) is
+/// sourceInDoubleByte(), kept between cursor calls like a target's.
+template <typename V> class CEBCDICSF2Converter final : public CEBCDICSFOptimizedConverter {
+public:
+    CEBCDICSF2Converter(ULibCharSet source, ULibCharSet target);
+    using COptimizedConverter::convert;
+    int convert(char** dst, const char* dstEnd, int maxChars, const char** src, const char* srcEnd,
+                bool substitute, bool flush, ULibError* err,
+                ULibBadCharDetail* detail) const override;
+    int charMapOverride(unsigned long sourceChar, unsigned long targetChar) const override;
+    std::size_t memoryBytes() const override;
+
+    mutable V m_aSingle[256];
+    mutable LookupTable<V> m_oDouble;
+};
+
 // The names of the matrix.
 using CUTF2SBCSConverter = CUTF2Converter<unsigned char>;
 using CUTF2MBCSConverter = CUTF2Converter<CvtImage>;
@@ -215,6 +247,11 @@ using CEUCTW2MBCSConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, Cvt
 using CEUCTW2UTF16Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
 using CEUCTW2UTF32Converter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
 using CEUCTW2EBCDICSFConverter = CMBCS2Converter<CMBCSOptimizedConverter::EUCTW, CvtImage>;
+using CEBCDICSF2SBCSConverter = CEBCDICSF2Converter<unsigned char>;
+using CEBCDICSF2MBCSConverter = CEBCDICSF2Converter<CvtImage>;
+using CEBCDICSF2UTF16Converter = CEBCDICSF2Converter<CvtImage>;
+using CEBCDICSF2UTF32Converter = CEBCDICSF2Converter<CvtImage>;
+using CEBCDICSF2EBCDICSFConverter = CEBCDICSF2Converter<CvtImage>;
 
 } // namespace qzunicode
 } // namespace qzlib
