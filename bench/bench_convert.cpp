@@ -1,18 +1,22 @@
 //===- bench/bench_convert.cpp - Conversion beside ICU and iconv ----------===//
 //
-// Measures ULIB_CStoCS on four pairs of sets next to what a program without
-// this library would call: ICU's one-shot ucnv_convert, which opens both
-// converters on each call as ULIB_CStoCS does; a pair of converters opened
-// once and driven by ucnv_convertEx (for a UTF-16 target also ucnv_toUChars,
-// the call our converter makes); and glibc's iconv on a descriptor opened
-// once. Each pair converts about 64 KiB of running text, built once, and the
-// throughput counts source bytes.
+// Measures ULIB_CStoCS on the pairs that replication moves most, beside what
+// a program without this library would call: ICU's one-shot ucnv_convert,
+// which opens both converters on each call as the ICU path does; a pair of
+// converters opened once and driven by ucnv_convertEx (for a UTF-16 target
+// also ucnv_toUChars); glibc's iconv on a descriptor opened once; and a
+// memcpy of the same bytes, the floor no converter gets below. Each pair runs
+// on a row of about 1 KB and a buffer of about 1 MB of running text, built
+// once, and the throughput counts source bytes.
 //
 // Before timing, the run converts each text once through all of them and
-// prints whether the outputs agree byte for byte; a differing peer is not a
-// baseline for that pair, so the mismatch is printed where it starts.
+// prints whether the outputs agree byte for byte (a differing peer is not a
+// baseline for that pair, so the mismatch is printed where it starts), then
+// what the first use of a pair costs a thread: building its tables, and the
+// whole first call.
 //
 //===----------------------------------------------------------------------===//
+#include "qzunicode/COptimizedConverter.h"
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/ULib.h"
 
@@ -21,16 +25,17 @@
 #include <iconv.h>
 #include <unicode/ucnv.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace qzs::qzlib::qzunicode;
 
 namespace {
-
-constexpr std::size_t kTextBytes = 64 * 1024;
 
 // Running text in UTF-8; each pair's source is made from it by ICU.
 const char* const kLatin1Prose[] = {
@@ -41,6 +46,14 @@ const char* const kLatin1Prose[] = {
     "Hän är född i Göteborg, men bor nu i Århus med sin familj. ",
     "Après l'été, les élèves reçoivent leurs résultats à la mairie.\n",
     "Order 4711: 12 × Kaffeebohnen à 8,50 €? Nein — 8,50 DM, bitte prüfen.\n",
+};
+// The same without the characters IBM037 lacks (œ, €, ×, —).
+const char* const kWesternProse[] = {
+    "Die Straße führt über die Brücke zum Bahnhof, wo der Zug um 7 Uhr abfährt. ",
+    "El niño pidió una canción más antes de dormir; la mañana llegó pronto. ",
+    "A reunião começará às três horas, na sala ao lado da secretária. ",
+    "Hän är född i Göteborg, men bor nu i Århus med sin familj. ",
+    "Après l'été, les élèves reçoivent leurs résultats à la mairie.\n",
 };
 const char* const kJapaneseProse[] = {
     "吾輩は猫である。名前はまだ無い。どこで生れたかとんと見当がつかぬ。",
@@ -64,7 +77,7 @@ const char* const kMixedProse[] = {
 // The name ICU and iconv know a set by; the table's UTF-16 is native order
 // with no byte order mark, which ICU calls UTF-16LE on this machine.
 struct Pair {
-    const char* label;
+    std::string label;
     const char* sourceName; // by the table's name
     const char* targetName;
     const char* icuSource;
@@ -90,55 +103,60 @@ std::string icuConvert(const char* to, const char* from, const std::string& in) 
 }
 
 // The prose in the set ICU knows as `set`, repeated whole to at least
-// kTextBytes bytes of that set.
-template <std::size_t N> std::string textIn(const char* set, const char* const (&parts)[N]) {
+// `bytes` bytes of that set.
+template <std::size_t N>
+std::string textIn(const char* set, const char* const (&parts)[N], std::size_t bytes) {
     std::string prose;
     for (const char* p : parts)
         prose += p;
     const std::string once = icuConvert(set, "UTF-8", prose);
     std::string text;
-    while (text.size() < kTextBytes)
+    while (text.size() < bytes)
         text += once;
     return text;
 }
 
+// The pairs of the table below, each on a short row of about 1 KB (where
+// opening converters per call weighs) and on a buffer of about 1 MB.
 std::vector<Pair>& pairs() {
     static std::vector<Pair> all = [] {
-        std::vector<Pair> p = {
-            {"Latin1ToUtf8",
-             "ISO-8859-1",
-             "UTF-8",
-             "ISO-8859-1",
-             "UTF-8",
-             "ISO-8859-1",
-             "UTF-8",
-             {}},
-            {"Ibm037ToLatin1",
-             "IBM037",
-             "ISO-8859-1",
-             "IBM037",
-             "ISO-8859-1",
-             "IBM037",
-             "ISO-8859-1",
-             {}},
-            {"ShiftJisToUtf16",
-             "windows-932",
-             "UTF-16",
-             "windows-932",
-             "UTF-16LE",
-             "CP932",
-             "UTF-16LE",
-             {}},
-            {"Utf8ToUtf16", "UTF-8", "UTF-16", "UTF-8", "UTF-16LE", "UTF-8", "UTF-16LE", {}},
+        struct Spec {
+            const char* label;
+            const char *sourceName, *targetName, *icuSource, *icuTarget, *iconvSource, *iconvTarget;
+            int prose; // 0 Latin, 1 Japanese, 2 mixed, 3 western
         };
-        p[0].source = textIn("ISO-8859-1", kLatin1Prose);
-        p[1].source = textIn("IBM037", kLatin1Prose);
-        p[2].source = textIn("windows-932", kJapaneseProse);
-        p[3].source = textIn("UTF-8", kMixedProse);
-        for (Pair& x : p) {
-            x.sourceSet = ULIB_toCharSet(x.sourceName);
-            x.targetSet = ULIB_toCharSet(x.targetName);
-        }
+        const Spec specs[] = {
+            {"Ibm037ToLatin1", "IBM037", "ISO-8859-1", "IBM037", "ISO-8859-1", "IBM037",
+             "ISO-8859-1", 0},
+            {"Latin1ToUtf8", "ISO-8859-1", "UTF-8", "ISO-8859-1", "UTF-8", "ISO-8859-1", "UTF-8",
+             0},
+            {"ShiftJisToUtf16", "windows-932", "UTF-16", "windows-932", "UTF-16LE", "CP932",
+             "UTF-16LE", 1},
+            {"EucJpToUtf8", "eucjis", "UTF-8", "eucjis", "UTF-8", "EUC-JP", "UTF-8", 1},
+            {"Utf8ToIbm037", "UTF-8", "IBM037", "UTF-8", "IBM037", "UTF-8", "IBM037", 3},
+            {"Utf16ToShiftJis", "UTF-16", "windows-932", "UTF-16LE", "windows-932", "UTF-16LE",
+             "CP932", 1},
+            {"Utf8ToUtf16", "UTF-8", "UTF-16", "UTF-8", "UTF-16LE", "UTF-8", "UTF-16LE", 2},
+        };
+        std::vector<Pair> p;
+        for (const std::size_t bytes : {std::size_t(1024), std::size_t(1024 * 1024)})
+            for (const Spec& s : specs) {
+                Pair x{std::string(s.label) + (bytes < 4096 ? "/1KB" : "/1MB"),
+                       s.sourceName,
+                       s.targetName,
+                       s.icuSource,
+                       s.icuTarget,
+                       s.iconvSource,
+                       s.iconvTarget,
+                       {}};
+                x.source = s.prose == 0   ? textIn(s.icuSource, kLatin1Prose, bytes)
+                           : s.prose == 1 ? textIn(s.icuSource, kJapaneseProse, bytes)
+                           : s.prose == 3 ? textIn(s.icuSource, kWesternProse, bytes)
+                                          : textIn(s.icuSource, kMixedProse, bytes);
+                x.sourceSet = ULIB_toCharSet(x.sourceName);
+                x.targetSet = ULIB_toCharSet(x.targetName);
+                p.push_back(std::move(x));
+            }
         return p;
     }();
     return all;
@@ -222,6 +240,11 @@ int viaIconv(const Pair& p, iconv_t cd, char* out) {
     return int(target - out);
 }
 
+int viaMemcpy(const Pair& p, char* out) {
+    std::memcpy(out, p.source.data(), p.source.size());
+    return int(p.source.size());
+}
+
 //===-- Agreement check and the benchmarks --------------------------------===//
 
 bool isUTF16Target(const Pair& p) {
@@ -250,7 +273,7 @@ void verify() {
         const OpenedPair c = openPair(p);
         const iconv_t cd = openIconv(p);
         const std::string ours = run([&](char* o) { return viaULib(p, o); });
-        std::printf("%s: sets %d -> %d, %zu source bytes -> %zu target bytes\n", p.label,
+        std::printf("%s: sets %d -> %d, %zu source bytes -> %zu target bytes\n", p.label.c_str(),
                     int(p.sourceSet), int(p.targetSet), p.source.size(), ours.size());
         report("ucnv_convert", ours, run([&](char* o) { return viaUcnvConvert(p, o); }));
         report("ucnv_convertEx", ours, run([&](char* o) { return viaConvertEx(p, c, o); }));
@@ -260,6 +283,43 @@ void verify() {
         ucnv_close(c.source);
         ucnv_close(c.target);
         iconv_close(cd);
+    }
+    std::fflush(stdout);
+}
+
+// What the first conversion of a pair costs a thread: building the tables
+// (getConverter on a thread that has none), and the whole first call, tables
+// included. Each is timed on a fresh thread, so nothing is cached.
+void reportFirstCalls() {
+    using Clock = std::chrono::steady_clock;
+    auto micros = [](Clock::duration d) {
+        return std::chrono::duration<double, std::micro>(d).count();
+    };
+    std::printf("First use on a thread (tables built once per thread and pair):\n");
+    for (const Pair& p : pairs()) {
+        if (p.label.find("/1KB") == std::string::npos)
+            continue;
+        double build = 0, first = 0, second = 0;
+        std::size_t bytes = 0;
+        std::thread([&] {
+            const Clock::time_point t0 = Clock::now();
+            const COptimizedConverter* c =
+                COptimizedConverter::getConverter(p.sourceSet, p.targetSet);
+            build = micros(Clock::now() - t0);
+            bytes = c != nullptr ? c->memoryBytes() : 0;
+        }).join();
+        std::thread([&] {
+            std::vector<char> out(outputRoom(p));
+            const Clock::time_point t0 = Clock::now();
+            viaULib(p, out.data());
+            const Clock::time_point t1 = Clock::now();
+            viaULib(p, out.data());
+            first = micros(t1 - t0);
+            second = micros(Clock::now() - t1);
+        }).join();
+        std::printf(
+            "  %-22s tables %9.0f us, %8zu bytes; first 1 KB call %9.0f us, next %6.1f us\n",
+            p.label.c_str(), build, bytes, first, second);
     }
     std::fflush(stdout);
 }
@@ -279,9 +339,12 @@ template <typename Convert> void runLoop(benchmark::State& state, const Pair& p,
 }
 
 void registerPair(const Pair& p) {
-    const std::string prefix = std::string(p.label) + "/";
+    const std::string prefix = p.label + "/";
     benchmark::RegisterBenchmark((prefix + "Qz").c_str(), [&p](benchmark::State& s) {
         runLoop(s, p, [&p](char* o) { return viaULib(p, o); });
+    });
+    benchmark::RegisterBenchmark((prefix + "Memcpy").c_str(), [&p](benchmark::State& s) {
+        runLoop(s, p, [&p](char* o) { return viaMemcpy(p, o); });
     });
     benchmark::RegisterBenchmark((prefix + "IcuConvert").c_str(), [&p](benchmark::State& s) {
         runLoop(s, p, [&p](char* o) { return viaUcnvConvert(p, o); });
@@ -312,6 +375,7 @@ void registerPair(const Pair& p) {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     verify();
+    reportFirstCalls();
     for (const Pair& p : pairs())
         registerPair(p);
     benchmark::RunSpecifiedBenchmarks();

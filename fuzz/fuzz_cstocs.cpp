@@ -10,6 +10,13 @@
 // whole units of a UTF-16 or UTF-32 target, and an error code the library
 // defines.
 //
+// Where an optimised converter serves the pair, the same source also goes
+// through it and through the ICU path on their own, and the two must agree:
+// the same bytes and the same error. (On a full target with bad characters
+// handled, the ICU path's search for what fits may keep a little less, or end
+// in half an escape or a cut character substituted; one output must then
+// begin the other.)
+//
 // Input, so that seeds can be written by hand:
 //
 //   byte 0, 3     target, source selector: bits 0-2 pick a table block (0-3),
@@ -27,8 +34,10 @@
 //   the rest      the source bytes
 //
 //===----------------------------------------------------------------------===//
+#include "qzunicode/COptimizedConverter.h"
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/ULib.h"
+#include "qzunicode/detail/ICUPath.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -100,6 +109,40 @@ int unitWidth(ULibCharSet target) {
     return 1;
 }
 
+// 3 is 1 and 6 is 4, as ULIB_CStoCS takes them.
+ULibCharSet normalised(ULibCharSet cs) {
+    if (cs == ULIB_CS_DEFAULT)
+        cs = ULIB_getDefaultCharSet();
+    return cs == 3 ? ULibCharSet(1) : cs == 6 ? ULibCharSet(4) : cs;
+}
+
+void compareWithICUPath(ULibCharSet target, ULibCharSet source, const unsigned char* src,
+                        int srcBytes, int dstBytes, bool substitute) {
+    target = normalised(target);
+    source = normalised(source);
+    if ((source == 1 || source == 2) && srcBytes % 2 != 0)
+        return; // refused before any converter
+    if (dstBytes < 1)
+        return;
+    const COptimizedConverter* opt = COptimizedConverter::getConverter(source, target);
+    if (opt == nullptr)
+        return;
+    std::vector<char> a(dstBytes), b(dstBytes);
+    ULibError errOpt = ULibError(-1), errICU = ULibError(-1);
+    const int nOpt = opt->convert(a.data(), dstBytes, 0, reinterpret_cast<const char*>(src),
+                                  srcBytes, substitute, &errOpt, nullptr);
+    const int nICU = detail::convertThroughICU(target, b.data(), dstBytes, source,
+                                               reinterpret_cast<const char*>(src), srcBytes,
+                                               substitute, &errICU);
+    check(nOpt >= 0 && nOpt <= dstBytes);
+    check(errOpt == errICU);
+    const int common = nOpt < nICU ? nOpt : nICU;
+    check(std::memcmp(a.data(), b.data(), common) == 0);
+    if (nOpt != nICU)
+        check(errOpt == ULIB_ERR_BUFFER_OVERFLOW &&
+              (substitute || ULIB_getConverterErrorBehavior() != ULIB_CNV_STOP));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -140,5 +183,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const unsigned char* p = dst + dstBytes; p < buffer.data() + buffer.size(); ++p)
         check(*p == kPattern);
     check(src == srcCopy);
+
+    if (!terminated && !(target & ULIB_CS_ESCAPE_FLAG) && !(source & ULIB_CS_ESCAPE_FLAG))
+        compareWithICUPath(target, source, src.data() + srcOffset, int(srcLen), dstBytes,
+                           substitute);
     return 0;
 }

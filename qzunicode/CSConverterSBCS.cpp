@@ -8,6 +8,7 @@
 #include "qzunicode/detail/CSConverterSBCS.h"
 
 #include "qzunicode/CSConverter.h"
+#include "qzunicode/detail/LookupTable.h"
 
 #include <cstring>
 
@@ -17,8 +18,9 @@ namespace qzunicode {
 
 namespace {
 
-// The shared page for units whose high byte no mapping uses. Never written.
-unsigned char g_nullPage[256] = {};
+// The shared page for units whose high byte no mapping uses, the one every
+// two-level table of the module shares. Never written.
+unsigned char* const g_nullPage = LookupTable<unsigned char>::m_gNullTable;
 
 void setError(ULibError* err, int code) {
     if (err != nullptr)

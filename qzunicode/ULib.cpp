@@ -10,6 +10,7 @@
 
 #include "qzunicode/COptimizedConverter.h"
 #include "qzunicode/CSConverter.h"
+#include "qzunicode/detail/ICUPath.h"
 
 #include <algorithm>
 #include <climits>
@@ -163,14 +164,51 @@ int twoStep(ULibCharSet target, char* dst, int dstBytes, ULibCharSet source, con
     ULibError first = ULIB_OK;
     const int units =
         CSConverter(source, behaviour, true).toUTF16(pivot, pivotUnits, src, srcBytes, &first);
-    if (units < 1 || (first != ULIB_OK && first != ULIB_ERR_INVALID_CHAR)) {
+    if (units < 1) {
         setError(err, first);
         return 0;
     }
-    return CSConverter(target, behaviour, true).fromUTF16(dst, dstBytes, pivot, units, err);
+    // A first step that stopped early (a bad or cut character) has converted
+    // what came before it. The second step converts that prefix and, having
+    // met nothing wrong, would report success: the caller would take a cut
+    // row for a whole one. So the first step's error stands whenever the
+    // second has none; the optimised converters answer the same.
+    ULibError second = ULIB_OK;
+    const int written =
+        CSConverter(target, behaviour, true).fromUTF16(dst, dstBytes, pivot, units, &second);
+    setError(err, second != ULIB_OK ? second : first);
+    return written;
 }
 
 } // namespace
+
+namespace qzs {
+namespace qzlib {
+namespace qzunicode {
+namespace detail {
+
+int convertThroughICU(ULibCharSet target, char* dst, int dstBytes, ULibCharSet source,
+                      const char* src, int srcBytes, bool substitute, ULibError* err) {
+    // The two UTF-16 paths convert with the thread's behaviour; substitute
+    // must hold on them as it does on the two-step path and in the optimised
+    // converters, so the thread's behaviour is substitute for the call.
+    const SubstituteScope scope(substitute);
+    if (source == kUTF16)
+        return ULIB_fromUTF16(target, dst, dstBytes, reinterpret_cast<const unsigned short*>(src),
+                              srcBytes / 2, err);
+    // (A target of one byte has room for no unit: ULIB_toUTF16 would call
+    // that an argument error, where it is a full target. Two steps tell
+    // which character did not fit.)
+    if (target == kUTF16 && dstBytes >= 2)
+        return 2 * ULIB_toUTF16(source, reinterpret_cast<unsigned short*>(dst), dstBytes / 2, src,
+                                srcBytes, err);
+    return twoStep(target, dst, dstBytes, source, src, srcBytes, substitute, err);
+}
+
+} // namespace detail
+} // namespace qzunicode
+} // namespace qzlib
+} // namespace qzs
 
 extern "C" {
 
@@ -233,18 +271,9 @@ int ULIB_CStoCS(ULibCharSet target, void* dst, int dstBytes, unsigned int maxCha
 
     if (detail != nullptr)
         detail->nBytes = 0;
-    // The two UTF-16 paths convert with the thread's behaviour; substitute
-    // must hold on them as it does on the two-step path and in the optimised
-    // converters, so the thread's behaviour is substitute for the call.
-    const SubstituteScope scope(substitute);
-    if (source == kUTF16)
-        return ULIB_fromUTF16(target, static_cast<char*>(dst), dstBytes,
-                              static_cast<const unsigned short*>(src), srcBytes / 2, err);
-    if (target == kUTF16)
-        return 2 * ULIB_toUTF16(source, static_cast<unsigned short*>(dst), dstBytes / 2,
-                                static_cast<const char*>(src), srcBytes, err);
-    return twoStep(target, static_cast<char*>(dst), dstBytes, source, static_cast<const char*>(src),
-                   srcBytes, substitute, err);
+    return qzs::qzlib::qzunicode::detail::convertThroughICU(
+        target, static_cast<char*>(dst), dstBytes, source, static_cast<const char*>(src), srcBytes,
+        substitute, err);
 }
 
 int ULIB_charMapOverride(ULibCharSet source, unsigned long sourceChar, ULibCharSet target,

@@ -6,8 +6,9 @@
 // (ULIB_toCharSet, ULIB_getMaxCharSize, ...) are declared with the table.
 //
 // Every conversion reports through a ULibError* that may be null, returns what
-// it wrote (bytes, or units for UTF-16 targets), never writes past the room it
-// is given and never throws. Source and target may sit at any address.
+// it wrote (each declaration says whether in bytes or in UTF-16 units), never
+// writes past the room it is given and never throws. Source and target may
+// sit at any address.
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZUNICODE_ULIB_H
@@ -36,9 +37,17 @@ extern "C" {
 /// ULIB_ERR_BUFFER_OVERFLOW; except that a single-byte set copied to itself is
 /// cut at dstBytes.
 ///
+/// A conversion that stops at a bad or cut character keeps what came before
+/// it and always says why it stopped: ULIB_ERR_INVALID_CHAR (ULIB_ERR_UNKNOWN
+/// for a character cut by the end of the source), even where the text passes
+/// through UTF-16 and the second step alone would have met nothing wrong.
+///
 /// Null dst or src, dstBytes below 1, srcBytes below -1, maxChars above
 /// 0x7fffffff, an odd UTF-16 or a UTF-32 length not a multiple of 4:
 /// ULIB_ERR_ILLEGAL_ARGUMENT and 0. detail may be null.
+///
+/// Result: bytes written, for every target, UTF-16 and UTF-32 ones included
+/// (twice the UTF-16 units).
 QZ_API int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int dstBytes,
                 unsigned int maxChars, qzs::qzlib::qzunicode::ULibCharSet source, const void* src,
                 int srcBytes, bool forceConversion, bool substitute,
@@ -53,13 +62,15 @@ QZ_API int ULIB_CStoCS(qzs::qzlib::qzunicode::ULibCharSet target, void* dst, int
 QZ_API int ULIB_charMapOverride(qzs::qzlib::qzunicode::ULibCharSet source, unsigned long sourceChar,
                          qzs::qzlib::qzunicode::ULibCharSet target, unsigned long targetChar);
 
-/// cs to native UTF-16: at most dstUnits units. Result: units written.
+/// cs to native UTF-16: at most dstUnits units. Result: UTF-16 units written,
+/// not bytes (unlike ULIB_CStoCS to set 1).
 QZ_API int ULIB_toUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, unsigned short* dst, int dstUnits,
                  const char* src, int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
 /// Native UTF-16 (srcUnits -1: up to a zero unit) to cs. Result: bytes.
 QZ_API int ULIB_fromUTF16(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes,
                    const unsigned short* src, int srcUnits, qzs::qzlib::qzunicode::ULibError* err);
-/// ULIB_CStoCS with UTF-8 as the target, or as the source.
+/// ULIB_CStoCS with UTF-8 as the target, or as the source. Result: bytes
+/// written.
 QZ_API int ULIB_toUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,
                 int srcBytes, qzs::qzlib::qzunicode::ULibError* err);
 QZ_API int ULIB_fromUTF8(qzs::qzlib::qzunicode::ULibCharSet cs, char* dst, int dstBytes, const char* src,

@@ -31,6 +31,9 @@ public:
     CSConverterICU& operator=(const CSConverterICU&) = delete;
 
     bool isOpen() const { return m_poConverter != nullptr; }
+    /// The ICU converter, for callers in this module that must ask ICU
+    /// directly (how many bytes one character takes). Owned by this object.
+    UConverter* handle() const { return m_poConverter; }
 
     CSConverterType getType() const override { return m_eType; }
     bool getLeadByteMap(unsigned char* map) const override;

@@ -237,6 +237,42 @@ TEST(ConverterTest, BadCharactersFollowTheThreadBehaviour) {
     EXPECT_EQ(u"a\\xFFb", U16(reinterpret_cast<char16_t*>(units), n));
 }
 
+// Scenario: a bad character in the first of two steps through UTF-16 used to
+// give the prefix with no error, as the second step met nothing wrong: a row
+// silently cut short. The first step's error must stand, on every path.
+TEST(ConverterTest, FirstStepErrorIsNeverLost) {
+    ThreadSettingsGuard guard;
+    struct Case {
+        std::int32_t source, target;
+        std::string in, out;
+        ULibError err;
+    };
+    const Case cases[] = {
+        {0, 1032, "hello \xFF\xFE world", "hello ", ULIB_ERR_INVALID_CHAR},
+        {1017, 0, "AB\xAA" "CD", "AB", ULIB_ERR_INVALID_CHAR},
+        {1017, 2, "AB\xAA" "CD", std::string("\0A\0B", 4), ULIB_ERR_INVALID_CHAR},
+        {1017, 1, "AB\xAA" "CD", std::string("A\0B\0", 4), ULIB_ERR_INVALID_CHAR},
+        {1017, 1032, "AB\xAA" "CD", "AB", ULIB_ERR_INVALID_CHAR},
+        // a character cut by the end: the prefix now comes out, with ICU's code
+        {0, 1032, "abc\xE4\xB8", "abc", ULIB_ERR_UNKNOWN},
+        // the second step's own error still wins
+        {0, 1032, "ab\xE2\x82\xAC\xFF", "ab", ULIB_ERR_INVALID_CHAR},
+    };
+    for (const Case& c : cases) {
+        char out[64];
+        ULibError err = ULIB_OK;
+        const int n = ULIB_CStoCS(cs(c.target), out, sizeof out, 0, cs(c.source), c.in.data(),
+                                  int(c.in.size()), true, false, &err, nullptr);
+        EXPECT_EQ(c.out, bytes(out, n)) << c.source << " to " << c.target;
+        EXPECT_EQ(c.err, err) << c.source << " to " << c.target;
+    }
+    // The narrow form the report came from.
+    char out[32];
+    ULibError err = ULIB_OK;
+    EXPECT_EQ(6, ULIB_fromUTF8(cs(1032), out, 32, "hello \xFF\xFE world", 14, &err));
+    EXPECT_EQ(ULIB_ERR_INVALID_CHAR, err);
+}
+
 // Scenario: each documented argument error gives 1002 and 0, and a null
 // error pointer is allowed.
 TEST(ConverterTest, BadArgumentsAreRejected) {
@@ -276,10 +312,10 @@ TEST(ConverterTest, BadArgumentsAreRejected) {
 }
 
 // Scenario: a number in no block opens ICU's default; a set ICU has no data
-// for falls back on the thread's ISO-8859-1 table converter; no pair has an
-// optimised converter to override yet.
+// for falls back on the thread's ISO-8859-1 table converter; a pair with no
+// optimised converter has nothing to override.
 TEST(ConverterTest, UnknownAndUnopenableSetsStillConvert) {
-    EXPECT_EQ(ULIB_ERR_NO_CONVERTER, ULIB_charMapOverride(cs(0), 0x41, cs(1047), 0xC2));
+    EXPECT_EQ(ULIB_ERR_NO_CONVERTER, ULIB_charMapOverride(cs(4), 0x41, cs(1047), 0xC2));
     EXPECT_TRUE(ULIB_isSupported(cs(123456)));
     EXPECT_TRUE(ULIB_isSupported(cs(5000)));
     EXPECT_FALSE(ULIB_isSupported(cs(10000))); // a database name ICU does not ship
