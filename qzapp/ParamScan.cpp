@@ -682,7 +682,7 @@ void qzUngetParseNext(parse_cursor_def* cursor) {
 
 int getParseTimeInterval(parse_cursor_def* cursor, char* error, const char* prefix) {
     if (!cursor)
-        return intervalFault(error, prefix, "specification.  Interval not specified");
+        return qzGetTimeInterval(nullptr, error, prefix);
     const parse_cursor_def saved = *cursor;
     char text[128];
     char unit[64];
