@@ -9,6 +9,7 @@
 #include "qzunicode/detail/OptimizedConverters.h"
 
 #include "qzunicode/CSConverter.h"
+#include "qzunicode/detail/SimdKernels.h"
 
 #include <cstdint>
 #include <cstring>
@@ -713,6 +714,10 @@ CUTF2Converter<V>::CUTF2Converter(ULibCharSet source, ULibCharSet target, utfRea
     for (unsigned b = 1; b < 0x80; ++b)
         m_aAscii[b] =
             supplementaryForm != SuppICU ? V(unicodeImage(supplementaryForm, b)) : table->get(b);
+    for (unsigned cp = 0; cp < 0x100; ++cp)
+        m_aLatin[cp] = sizeof(V) == 1 ? static_cast<unsigned char>(cp < 0x80 ? m_aAscii[cp]
+                                                                              : table->get(cp))
+                                      : 0;
 }
 
 template <typename V> CUTF2Converter<V>::~CUTF2Converter() {
@@ -766,22 +771,58 @@ int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd,
         if (m_bShiftTarget)
             return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
                                 flush, err, detail);
+    int pos = 0;
+    int written = 0;
+    // UTF-8 to a single-byte target, while no limit counts characters and no
+    // override is in the way: the wide loop takes blocks of characters below
+    // U+0100, and a block it cannot take whole goes by one character at a
+    // time, until a character the tables do not hold.
+    if (sizeof(V) == 1 && std::is_same<Reader, UTF8Read>::value && overrides == nullptr &&
+        maxChars <= 0 && srcEnd > *src && dstEnd > *dst && simd::available()) {
+        const unsigned char* in = reinterpret_cast<const unsigned char*>(*src);
+        unsigned char* out = reinterpret_cast<unsigned char*>(*dst);
+        const long input = srcEnd - *src;
+        const long room = dstEnd - *dst;
+        constexpr long kBlock = 64;
+        for (;;) {
+            const simd::Progress p =
+                simd::utf8Latin(in + pos, input - pos, out + written, room - written, m_aLatin);
+            pos += static_cast<int>(p.read);
+            written += static_cast<int>(p.written);
+            if (input - pos < kBlock || room - written < kBlock)
+                break;
+            // At most kBlock characters, one byte each: they fit.
+            const long stop = pos + kBlock;
+            bool held = true;
+            while (held && pos < stop) {
+                V v;
+                int consumed;
+                held = lookup(in + pos, static_cast<int>(input - pos), v, consumed);
+                if (held) {
+                    out[written++] = static_cast<unsigned char>(v);
+                    pos += consumed;
+                }
+            }
+            if (!held)
+                break;
+        }
+    }
     // UTF-8 runs of ASCII into a target that keeps them: copied, while no
     // limit counts characters and no override is in the way.
-    int pos = 0;
-    if (std::is_same<Reader, UTF8Read>::value && m_bAsciiSame && m_poOverrides == nullptr &&
-        maxChars <= 0 && srcEnd > *src && dstEnd > *dst) {
+    else if (std::is_same<Reader, UTF8Read>::value && m_bAsciiSame && m_poOverrides == nullptr &&
+             maxChars <= 0 && srcEnd > *src && dstEnd > *dst) {
         const long room = dstEnd - *dst;
         const long input = srcEnd - *src;
         pos = static_cast<int>(
             asciiPrefix(reinterpret_cast<const unsigned char*>(*src), input < room ? input : room));
         std::memcpy(*dst, *src, pos);
+        written = pos;
     }
     // Runs of ASCII UTF-8 go through the array, while no override is in the
     // way.
     const bool runs = std::is_same<Reader, UTF8Read>::value && overrides == nullptr;
     return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
-                      detail, pos, pos, runs ? ascii : nullptr);
+                      detail, pos, written, runs ? ascii : nullptr);
 }
 
 template <typename V>
@@ -847,6 +888,17 @@ CSBCS2Converter<V>::CSBCS2Converter(ULibCharSet source, ULibCharSet target, cons
     m_bAllMapped = true;
     for (int b = 1; b < 256; ++b)
         m_bAllMapped = m_bAllMapped && table[b] != 0;
+    for (int b = 0; b < 256; ++b)
+        setPlanes(b);
+}
+
+template <typename V> void CSBCS2Converter<V>::setPlanes(int b) const {
+    const CvtImage v = static_cast<CvtImage>(m_aTable[b]);
+    const int len = sizeof(V) > 1 ? static_cast<int>(v & 0xFF) : 0;
+    const bool fits = len == 1 || len == 2;
+    m_aLength[b] = fits ? static_cast<unsigned char>(len) : 0;
+    m_aFirst[b] = fits ? static_cast<unsigned char>(v >> 8) : 0;
+    m_aSecond[b] = len == 2 ? static_cast<unsigned char>(v >> 16) : 0;
 }
 
 template <typename V>
@@ -874,6 +926,10 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
         const long room = dstEnd - *dst;
         if (sizeof(V) == 1) {
             const int n = static_cast<int>(input < room ? input : room);
+            if (simd::available())
+                pos = static_cast<int>(
+                    simd::translate(in, n, out, n, reinterpret_cast<const unsigned char*>(m_aTable))
+                        .read);
             // A set whose every byte maps is a plain translation.
             if (m_bAllMapped) {
                 for (; pos < n; ++pos)
@@ -888,6 +944,12 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
             }
             written = pos;
         } else {
+            if (simd::available()) {
+                const simd::Progress p = simd::expand(in, input, out, room, m_aFirst, m_aSecond,
+                                                      m_aLength, m_bAsciiSame);
+                pos = static_cast<int>(p.read);
+                written = static_cast<int>(p.written);
+            }
             while (pos < input && room - written >= 8) {
                 if (in[pos] < 0x80 && m_bAsciiSame) {
                     const long left = input - pos < room - written ? input - pos : room - written;
@@ -928,6 +990,7 @@ int CSBCS2Converter<V>::charMapOverride(unsigned long sourceChar, unsigned long 
     if (toMBCSCvtInfo(targetChar, info, false) == 0 || !fitsTarget(info))
         return ULIB_ERR_INVALID_CHAR;
     m_aTable[sourceChar] = V(imageOf(info));
+    setPlanes(static_cast<int>(sourceChar));
     return ULIB_OK;
 }
 

@@ -103,6 +103,9 @@ private:
     V m_vNul;
     /// The table's values for U+0000 to U+007F, read with one load.
     V m_aAscii[0x80];
+    /// A single-byte target's values for U+0000 to U+00FF, for the wide loop
+    /// over UTF-8 (unused for other targets).
+    unsigned char m_aLatin[0x100];
     /// The target writes U+0001 to U+007F as those bytes (so runs of ASCII
     /// UTF-8 are copied); false once an override touches them.
     mutable bool m_bAsciiSame;
@@ -136,6 +139,10 @@ public:
 
 private:
     mutable V m_aTable[256];
+    /// An image table as planes for the wide loop: each byte's first and
+    /// second target byte, and its length when that is 1 or 2 (else 0).
+    mutable unsigned char m_aFirst[256], m_aSecond[256], m_aLength[256];
+    void setPlanes(int b) const;
     /// Bytes 1 to 127 come out unchanged (runs of them are copied); false
     /// once an override touches them.
     mutable bool m_bAsciiSame;

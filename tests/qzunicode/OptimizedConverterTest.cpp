@@ -285,6 +285,66 @@ TEST(OptimizedConverterTest, CharacterLimitCountsSourceCharacters) {
     }
 }
 
+// Western text as UTF-8: mostly ASCII and Latin-1, now and then a character
+// beyond U+00FF (which the 64-byte loop hands back to the per-character one).
+std::string westernUTF8(std::mt19937& rng, int chars) {
+    std::string s;
+    for (int i = 0; i < chars; ++i) {
+        const unsigned k = rng() % 100;
+        const char32_t cp = k < 75 ? 0x20 + rng() % 0x5F
+                            : k < 96 ? 0xA0 + rng() % 0x60
+                            : k < 98 ? 0x20AC
+                                     : 0x100 + rng() % 0x80;
+        if (cp < 0x80) {
+            s += char(cp);
+        } else if (cp < 0x800) {
+            s += char(0xC0 | (cp >> 6));
+            s += char(0x80 | (cp & 0x3F));
+        } else {
+            s += char(0xE0 | (cp >> 12));
+            s += char(0x80 | ((cp >> 6) & 0x3F));
+            s += char(0x80 | (cp & 0x3F));
+        }
+    }
+    return s;
+}
+
+// Scenario: texts of several 64-byte blocks, where the wide loops run: a bad
+// byte or a character cut at a block's edge, ASCII blocks, and targets that
+// end inside a block all come out as through the ICU path.
+TEST(OptimizedConverterTest, LongTextsMatchTheICUPath) {
+    SettingsGuard guard;
+    const Pair pairs[] = {{1047, 1032}, {1000, 1032}, {1017, 1047}, {1032, 0}, {1032, 1},
+                          {1003, 2},    {1017, 5000}, {1032, 5},    {0, 1047}, {0, 1032}};
+    for (const Pair& p : pairs) {
+        const COptimizedConverter* c =
+            COptimizedConverter::getConverter(cs(p.source), cs(p.target));
+        ASSERT_NE(nullptr, c);
+        for (unsigned seed = 1; seed <= 12; ++seed) {
+            std::mt19937 rng(seed * 104729 + p.source * 7 + p.target);
+            const int chars = 60 + int(rng() % 400);
+            std::string in = p.source == 0 ? westernUTF8(rng, chars) : validText(p.source, rng, chars);
+            if (seed % 4 == 1)
+                in = std::string(130 + rng() % 70, 'a') + in; // ASCII blocks first
+            if (seed % 3 == 0 && in.size() > 70) // a bad byte at or near a block's edge
+                in[64 * (rng() % (in.size() / 64)) + 63 + rng() % 3 - 1] = char(0xFF);
+            if (seed % 6 == 2)
+                in = randomBytes(rng, 64 + int(rng() % 300));
+            const int roomy = int(in.size()) * 4 + 16;
+            const int exact = int(viaICU(p.source, p.target, in, roomy, false).bytes.size());
+            for (const int room : {roomy, exact, exact - 1, 64, 127, 129})
+                for (const ULibCnvErrBehavior b : {ULIB_CNV_STOP, ULIB_CNV_SUBSTITUTE}) {
+                    if (room < 1)
+                        continue;
+                    ULIB_setConverterErrorBehavior(b);
+                    EXPECT_EQ(viaICU(p.source, p.target, in, room, false),
+                              viaOptimised(*c, in, room, false))
+                        << describe(p, seed, b, in) << " room " << room;
+                }
+        }
+    }
+}
+
 // Scenario: the pointed cases of bad input, each against the ICU path: cut
 // characters at the end and at a cursor split, bad lead and trail bytes,
 // lone surrogates, targets of 1 byte.

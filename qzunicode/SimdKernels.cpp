@@ -1,0 +1,218 @@
+//===- qzunicode/SimdKernels.cpp - Wide loops of the converters -----------===//
+//
+// Each kernel is compiled for AVX-512 alone (the rest of the library keeps the
+// baseline instruction set) and runs only where available() says so. A table
+// of 256 bytes is four registers, and a byte's value two permutes and a
+// blend; characters of varying length are laid out at a fixed width and
+// compressed into place.
+//
+//===----------------------------------------------------------------------===//
+#include "qzunicode/detail/SimdKernels.h"
+
+#include <cstdint>
+
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#include <immintrin.h>
+#define QZ_SIMD_KERNELS 1
+#define QZ_KERNEL __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi2,popcnt")))
+#endif
+
+namespace qzs {
+namespace qzlib {
+namespace qzunicode {
+namespace simd {
+
+#ifdef QZ_SIMD_KERNELS
+
+bool available() {
+    static const bool yes = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi") &&
+               __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
+    }();
+    return yes;
+}
+
+namespace {
+
+constexpr std::size_t kBlock = 64;
+
+struct Table256 {
+    __m512i q[4];
+};
+
+QZ_KERNEL inline Table256 loadTable(const unsigned char* t) {
+    return {{_mm512_loadu_si512(t), _mm512_loadu_si512(t + 64), _mm512_loadu_si512(t + 128),
+             _mm512_loadu_si512(t + 192)}};
+}
+
+// The table's value for each byte of x: bits 0-6 pick within a half, bit 7
+// the half.
+QZ_KERNEL inline __m512i lookup(const Table256& t, __m512i x) {
+    const __m512i lo = _mm512_permutex2var_epi8(t.q[0], x, t.q[1]);
+    const __m512i hi = _mm512_permutex2var_epi8(t.q[2], x, t.q[3]);
+    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(x), lo, hi);
+}
+
+QZ_KERNEL Progress translateImpl(const unsigned char* in, std::size_t n, unsigned char* out,
+                                 std::size_t room, const unsigned char* table) {
+    const Table256 t = loadTable(table);
+    const std::size_t limit = n < room ? n : room;
+    std::size_t i = 0;
+    for (; i + kBlock <= limit; i += kBlock) {
+        const __m512i x = _mm512_loadu_si512(in + i);
+        const __m512i v = lookup(t, x);
+        // A 0 from a byte other than 0 is a byte that does not map.
+        if (_mm512_testn_epi8_mask(v, v) & _mm512_test_epi8_mask(x, x))
+            break;
+        _mm512_storeu_si512(out + i, v);
+    }
+    return {i, i};
+}
+
+QZ_KERNEL Progress expandImpl(const unsigned char* in, std::size_t n, unsigned char* out,
+                              std::size_t room, const unsigned char* first,
+                              const unsigned char* second, const unsigned char* length,
+                              bool asciiSame) {
+    const Table256 f = loadTable(first);
+    const Table256 s = loadTable(second);
+    const Table256 l = loadTable(length);
+    // Bytes i of the first and second planes side by side: source bytes 0-31
+    // of the block, then 32-63.
+    alignas(64) unsigned char idxLo[64], idxHi[64];
+    for (int i = 0; i < 32; ++i) {
+        idxLo[2 * i] = static_cast<unsigned char>(i);
+        idxLo[2 * i + 1] = static_cast<unsigned char>(64 + i);
+        idxHi[2 * i] = static_cast<unsigned char>(32 + i);
+        idxHi[2 * i + 1] = static_cast<unsigned char>(96 + i);
+    }
+    const __m512i pickLo = _mm512_load_si512(idxLo);
+    const __m512i pickHi = _mm512_load_si512(idxHi);
+    const __m512i two = _mm512_set1_epi8(2);
+    const std::uint64_t evens = 0x5555555555555555ull;
+    const std::uint64_t odds = 0xAAAAAAAAAAAAAAAAull;
+    std::size_t r = 0, w = 0;
+    while (r + kBlock <= n && w + 2 * kBlock <= room) {
+        const __m512i x = _mm512_loadu_si512(in + r);
+        if (asciiSame && _mm512_movepi8_mask(x) == 0) {
+            _mm512_storeu_si512(out + w, x);
+            r += kBlock;
+            w += kBlock;
+            continue;
+        }
+        const __m512i len = lookup(l, x);
+        if (_mm512_testn_epi8_mask(len, len))
+            break; // a byte that does not map, or needs more than two bytes
+        const __m512i a = lookup(f, x);
+        const __m512i b = lookup(s, x);
+        const std::uint64_t twos = _mm512_cmpeq_epi8_mask(len, two);
+        const std::uint64_t keepLo = evens | _pdep_u64(twos & 0xFFFFFFFFu, odds);
+        const std::uint64_t keepHi = evens | _pdep_u64(twos >> 32, odds);
+        _mm512_storeu_si512(out + w,
+                            _mm512_maskz_compress_epi8(keepLo, _mm512_permutex2var_epi8(a, pickLo, b)));
+        w += static_cast<std::size_t>(_mm_popcnt_u64(keepLo));
+        _mm512_storeu_si512(out + w,
+                            _mm512_maskz_compress_epi8(keepHi, _mm512_permutex2var_epi8(a, pickHi, b)));
+        w += static_cast<std::size_t>(_mm_popcnt_u64(keepHi));
+        r += kBlock;
+    }
+    return {r, w};
+}
+
+QZ_KERNEL Progress utf8LatinImpl(const unsigned char* in, std::size_t n, unsigned char* out,
+                                 std::size_t room, const unsigned char* table) {
+    const Table256 t = loadTable(table);
+    alignas(64) unsigned char idxPrev[64];
+    idxPrev[0] = 0;
+    for (int i = 1; i < 64; ++i)
+        idxPrev[i] = static_cast<unsigned char>(i - 1);
+    const __m512i prevIdx = _mm512_load_si512(idxPrev);
+    const __m512i leadBits = _mm512_set1_epi8(static_cast<char>(0xFE));
+    const __m512i leadValue = _mm512_set1_epi8(static_cast<char>(0xC2));
+    const __m512i contBits = _mm512_set1_epi8(static_cast<char>(0xC0));
+    const __m512i contValue = _mm512_set1_epi8(static_cast<char>(0x80));
+    const __m512i low6 = _mm512_set1_epi8(0x3F);
+    const __m512i low2 = _mm512_set1_epi8(0x03);
+    std::size_t r = 0, w = 0;
+    while (r + kBlock <= n && w + kBlock <= room) {
+        const __m512i x = _mm512_loadu_si512(in + r);
+        const std::uint64_t high = _mm512_movepi8_mask(x);
+        __m512i cp = x;
+        std::uint64_t keep = ~0ull;
+        std::size_t consumed = kBlock;
+        if (high != 0) {
+            // Only C2 and C3 leads (U+0080 to U+00FF), each followed by its
+            // one continuation byte. A lead in the last byte waits for the
+            // next block.
+            std::uint64_t leads =
+                _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, leadBits), leadValue);
+            const std::uint64_t conts =
+                _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, contBits), contValue);
+            if ((leads | conts) != high)
+                break;
+            if (leads >> 63) {
+                consumed = kBlock - 1;
+                leads &= ~(1ull << 63);
+                keep = ~(1ull << 63);
+            }
+            if (conts != leads << 1)
+                break;
+            const __m512i prev = _mm512_maskz_permutexvar_epi8(~0ull, prevIdx, x);
+            // (prev & 3) << 6 stays inside each byte of the 16-bit lanes.
+            const __m512i value = _mm512_or_si512(
+                _mm512_and_si512(x, low6), _mm512_slli_epi16(_mm512_and_si512(prev, low2), 6));
+            cp = _mm512_mask_blend_epi8(conts, x, value);
+            keep &= ~leads;
+        }
+        const __m512i v = lookup(t, cp);
+        if (_mm512_testn_epi8_mask(v, v) & _mm512_test_epi8_mask(cp, cp) & keep)
+            break;
+        _mm512_storeu_si512(out + w, _mm512_maskz_compress_epi8(keep, v));
+        w += static_cast<std::size_t>(_mm_popcnt_u64(keep));
+        r += consumed;
+    }
+    return {r, w};
+}
+
+} // namespace
+
+Progress translate(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
+                   const unsigned char* table) {
+    return translateImpl(in, n, out, room, table);
+}
+
+Progress expand(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
+                const unsigned char* first, const unsigned char* second,
+                const unsigned char* length, bool asciiSame) {
+    return expandImpl(in, n, out, room, first, second, length, asciiSame);
+}
+
+Progress utf8Latin(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
+                   const unsigned char* table) {
+    return utf8LatinImpl(in, n, out, room, table);
+}
+
+#else // no AVX-512 build: the converters' own loops do all the work
+
+bool available() {
+    return false;
+}
+Progress translate(const unsigned char*, std::size_t, unsigned char*, std::size_t,
+                   const unsigned char*) {
+    return {0, 0};
+}
+Progress expand(const unsigned char*, std::size_t, unsigned char*, std::size_t,
+                const unsigned char*, const unsigned char*, const unsigned char*, bool) {
+    return {0, 0};
+}
+Progress utf8Latin(const unsigned char*, std::size_t, unsigned char*, std::size_t,
+                   const unsigned char*) {
+    return {0, 0};
+}
+
+#endif
+
+} // namespace simd
+} // namespace qzunicode
+} // namespace qzlib
+} // namespace qzs
