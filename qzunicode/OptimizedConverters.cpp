@@ -184,11 +184,12 @@ template <typename V> struct AsciiRun {
     }
 };
 
-template <typename V, bool Limited, typename Lookup>
+// run(in, pos, input, out, written, room) takes, before each character the
+// loop reads itself, as many simple characters as it can; AsciiRun is one.
+template <typename V, bool Limited, typename Lookup, typename Run>
 int runLoopAs(const COptimizedConverter& self, const Lookup& lookup, char** dst, const char* dstEnd,
               int maxChars, const char** src, const char* srcEnd, bool substitute, bool flush,
-              ULibError* err, ULibBadCharDetail* detail, int pos, int written,
-              const AsciiRun<V>& run) {
+              ULibError* err, ULibBadCharDetail* detail, int pos, int written, const Run& run) {
     unsigned char* const out = reinterpret_cast<unsigned char*>(*dst);
     const unsigned char* const in = reinterpret_cast<const unsigned char*>(*src);
     const int input = srcEnd > *src ? static_cast<int>(srcEnd - *src) : 0;
@@ -267,6 +268,18 @@ int runLoop(const COptimizedConverter& self, const Lookup& lookup, char** dst, c
                                   flush, err, detail, pos, written, AsciiRun<V>{nullptr});
     return runLoopAs<V, false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush,
                                err, detail, pos, written, AsciiRun<V>{ascii});
+}
+
+// The same with runs of a source's own (run is used only with no limit).
+template <typename V, typename Lookup, typename Run>
+int runLoopWith(const COptimizedConverter& self, const Lookup& lookup, const Run& run, char** dst,
+                const char* dstEnd, int maxChars, const char** src, const char* srcEnd,
+                bool substitute, bool flush, ULibError* err, ULibBadCharDetail* detail) {
+    if (maxChars > 0)
+        return runLoopAs<V, true>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
+                                  flush, err, detail, 0, 0, AsciiRun<V>{nullptr});
+    return runLoopAs<V, false>(self, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush,
+                               err, detail, 0, 0, run);
 }
 
 // The loop for an EBCDIC stateful target: a one-byte value is written in
@@ -604,8 +617,42 @@ struct UTF8Read {
     }
 };
 template <bool Little> struct UTF16Read {
+    static constexpr bool kLittle = Little;
     bool operator()(const unsigned char* p, int left, unsigned int& cp, int& consumed) const {
         return readUTF16<Little>(p, left, cp, consumed);
+    }
+};
+
+// Runs of UTF-16 units of the BMP that the table holds, with no call and no
+// per-character bookkeeping (a block at a time through the flat table where
+// there is one); stops at any other unit (a surrogate, an unmapped unit,
+// U+0000) and 8 bytes short of the end of the room.
+template <typename V, bool Little> struct UTF16Run {
+    const V* ascii;
+    const LookupTable<V>* table;
+    const unsigned short* flat; // null: no wide loop
+    void operator()(const unsigned char* in, int& pos, int input, unsigned char* out, int& written,
+                    int& room) const {
+        int p = pos, w = written;
+        if (flat != nullptr) {
+            const simd::Progress g = simd::utf16Double(in + p, input - p, out + w, room, flat, Little);
+            p += static_cast<int>(g.read);
+            w += static_cast<int>(g.written);
+        }
+        const int end = written + room - 8;
+        while (input - p >= 2 && w <= end) {
+            const unsigned int u = Little ? (in[p] | in[p + 1] << 8) : (in[p] << 8 | in[p + 1]);
+            const V v = u < 0x80 ? ascii[u] : table->get(u);
+            if (v == 0 || u == 0)
+                break;
+            const int len = lengthOf(v);
+            put(out + w, v, len, 8);
+            w += len;
+            p += 2;
+        }
+        room -= w - written;
+        written = w;
+        pos = p;
     }
 };
 
@@ -718,10 +765,28 @@ CUTF2Converter<V>::CUTF2Converter(ULibCharSet source, ULibCharSet target, utfRea
         m_aLatin[cp] = sizeof(V) == 1 ? static_cast<unsigned char>(cp < 0x80 ? m_aAscii[cp]
                                                                               : table->get(cp))
                                       : 0;
+    makeFlat();
 }
 
 template <typename V> CUTF2Converter<V>::~CUTF2Converter() {
     delete m_poTable;
+    delete[] m_pFlat;
+}
+
+template <typename V> void CUTF2Converter<V>::makeFlat() {
+    if (sizeof(V) == 1 || m_eSource == 0 || m_nSupplementaryForm != SuppICU ||
+        !simd::available())
+        return;
+    // One- and two-byte codes only (a two-byte code high byte first, never 0).
+    m_pFlat = new unsigned short[0x10002]();
+    for (unsigned int u = 1; u <= 0xFFFF; ++u) {
+        const CvtImage v = static_cast<CvtImage>(m_poTable->get(u));
+        const unsigned int b1 = (v >> 8) & 0xFF, b2 = (v >> 16) & 0xFF;
+        if ((v & 0xFF) == 1)
+            m_pFlat[u] = static_cast<unsigned short>(b1);
+        else if ((v & 0xFF) == 2 && b1 != 0)
+            m_pFlat[u] = static_cast<unsigned short>(b1 << 8 | b2);
+    }
 }
 
 template <typename V>
@@ -818,6 +883,13 @@ int CUTF2Converter<V>::run(const Reader& reader, char** dst, const char* dstEnd,
         std::memcpy(*dst, *src, pos);
         written = pos;
     }
+    // UTF-16 into a target of table values goes by runs, while no override
+    // is in the way.
+    if constexpr (!std::is_same<Reader, UTF8Read>::value)
+        if (overrides == nullptr && form == SuppICU)
+            return runLoopWith<V>(*this, lookup,
+                                  UTF16Run<V, Reader::kLittle>{ascii, table, m_pFlat}, dst, dstEnd,
+                                  maxChars, src, srcEnd, substitute, flush, err, detail);
     // Runs of ASCII UTF-8 go through the array, while no override is in the
     // way.
     const bool runs = std::is_same<Reader, UTF8Read>::value && overrides == nullptr;
@@ -848,7 +920,8 @@ int CUTF2Converter<V>::charMapOverride(unsigned long sourceChar, unsigned long t
 }
 
 template <typename V> std::size_t CUTF2Converter<V>::memoryBytes() const {
-    return sizeof(*this) + m_poTable->memoryBytes() + overrideBytes() + sizeof(utf8Reader);
+    return sizeof(*this) + m_poTable->memoryBytes() + overrideBytes() + sizeof(utf8Reader) +
+           (m_pFlat != nullptr ? 0x10002 * sizeof(unsigned short) : 0);
 }
 
 template class CUTF2Converter<unsigned char>;
@@ -1013,6 +1086,44 @@ inline bool eucByte(unsigned char b) {
     return b >= 0xA1 && b <= 0xFE;
 }
 
+// Runs of a multi-byte source's commonest characters, one byte or two of the
+// main table, with no call and no per-character bookkeeping; stops at any
+// other character (a shift of EUC, an unmapped or bad one, the character 0),
+// and 8 bytes short of the end of the room.
+template <int L, typename V> struct MBCSRun {
+    const unsigned char* lead; // the double byte layout's lead byte map
+    const V* single;           // the one-byte codes' values; 0 for the code 0
+    const LookupTable<V>* main;
+    void operator()(const unsigned char* in, int& pos, int input, unsigned char* out, int& written,
+                    int& room) const {
+        int p = pos, w = written;
+        const int end = w + room - 8;
+        while (input - p >= 2 && w <= end) {
+            const unsigned char b0 = in[p];
+            V v;
+            int consumed;
+            if (L == CMBCSOptimizedConverter::DBCS ? !lead[b0] : b0 < 0x80) {
+                v = single[b0];
+                consumed = 1;
+            } else if (L == CMBCSOptimizedConverter::DBCS || (eucByte(b0) && eucByte(in[p + 1]))) {
+                v = main->get(b0 << 8 | in[p + 1]);
+                consumed = 2;
+            } else {
+                break;
+            }
+            if (v == 0)
+                break;
+            const int len = lengthOf(v);
+            put(out + w, v, len, 8);
+            w += len;
+            p += consumed;
+        }
+        room -= w - written;
+        written = w;
+        pos = p;
+    }
+};
+
 // Walks the layout's code space and fills the converter's tables.
 template <int L, typename V>
 void fillMBCS(CMBCS2Converter<L, V>& c, Builder& builder, const unsigned char* lead) {
@@ -1083,6 +1194,7 @@ COptimizedConverter* makeMBCS(ULibCharSet source, CSConverter& s, ULibCharSet ta
     auto* c = new CMBCS2Converter<L, V>(source, target, lead);
     Builder builder(s, target, t);
     fillMBCS(*c, builder, lead);
+    c->setSingle();
     return c;
 }
 
@@ -1215,8 +1327,14 @@ int CMBCS2Converter<L, V>::convert(char** dst, const char* dstEnd, int maxChars,
         if (m_bShiftTarget)
             return runShiftLoop(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute,
                                 flush, err, detail);
-    return runLoop<V>(*this, lookup, dst, dstEnd, maxChars, src, srcEnd, substitute, flush, err,
-                      detail);
+    return runLoopWith<V>(*this, lookup, MBCSRun<L, V>{m_acLead, m_aSingle, main}, dst, dstEnd,
+                          maxChars, src, srcEnd, substitute, flush, err, detail);
+}
+
+template <int L, typename V> void CMBCS2Converter<L, V>::setSingle() const {
+    for (unsigned b = 1; b < 256; ++b)
+        m_aSingle[b] = m_oMain.get(b);
+    m_aSingle[0] = 0;
 }
 
 template <int L, typename V>
@@ -1243,6 +1361,8 @@ int CMBCS2Converter<L, V>::charMapOverride(unsigned long sourceChar,
         v = V(imageOf(to));
     }
     tableFor(extra, true)->set(code, v);
+    if (extra < 0 && code < 256)
+        m_aSingle[code] = v;
     return ULIB_OK;
 }
 

@@ -12,6 +12,11 @@
 #include <cstdint>
 
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+// GCC 12's own intrinsics start some results from an "undefined" register
+// and then warn that it may be used uninitialised; it never is.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <immintrin.h>
 #define QZ_SIMD_KERNELS 1
 #define QZ_KERNEL __attribute__((target("avx512f,avx512bw,avx512vbmi,avx512vbmi2,bmi2,popcnt")))
@@ -157,7 +162,7 @@ QZ_KERNEL Progress utf8LatinImpl(const unsigned char* in, std::size_t n, unsigne
             }
             if (conts != leads << 1)
                 break;
-            const __m512i prev = _mm512_maskz_permutexvar_epi8(~0ull, prevIdx, x);
+            const __m512i prev = _mm512_permutexvar_epi8(prevIdx, x);
             // (prev & 3) << 6 stays inside each byte of the 16-bit lanes.
             const __m512i value = _mm512_or_si512(
                 _mm512_and_si512(x, low6), _mm512_slli_epi16(_mm512_and_si512(prev, low2), 6));
@@ -170,6 +175,44 @@ QZ_KERNEL Progress utf8LatinImpl(const unsigned char* in, std::size_t n, unsigne
         _mm512_storeu_si512(out + w, _mm512_maskz_compress_epi8(keep, v));
         w += static_cast<std::size_t>(_mm_popcnt_u64(keep));
         r += consumed;
+    }
+    return {r, w};
+}
+
+QZ_KERNEL Progress utf16DoubleImpl(const unsigned char* in, std::size_t n, unsigned char* out,
+                                   std::size_t room, const unsigned short* flat,
+                                   bool littleEndian) {
+    // Swaps the bytes of each 16-bit lane: big-endian units in, and the codes
+    // out high byte first.
+    alignas(64) unsigned char idxSwap[64];
+    for (int i = 0; i < 64; ++i)
+        idxSwap[i] = static_cast<unsigned char>(i ^ 1);
+    const __m512i swap = _mm512_load_si512(idxSwap);
+    const __m512i one = _mm512_set1_epi16(0xFF);
+    const std::uint64_t evens = 0x5555555555555555ull;
+    const std::uint64_t odds = 0xAAAAAAAAAAAAAAAAull;
+    std::size_t r = 0, w = 0;
+    while (r + kBlock <= n && w + kBlock <= room) {
+        __m512i x = _mm512_loadu_si512(in + r);
+        if (!littleEndian)
+            x = _mm512_permutexvar_epi8(swap, x);
+        // Each unit's value: a 32-bit gather at twice the unit, low half kept.
+        const __m512i u0 = _mm512_cvtepu16_epi32(_mm512_castsi512_si256(x));
+        const __m512i u1 = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(x, 1));
+        const __m512i g0 = _mm512_i32gather_epi32(u0, flat, 2);
+        const __m512i g1 = _mm512_i32gather_epi32(u1, flat, 2);
+        const __m512i v = _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi32_epi16(g0)),
+                                             _mm512_cvtepi32_epi16(g1), 1);
+        if (_mm512_testn_epi16_mask(v, v))
+            break;
+        const std::uint64_t twos = _mm512_cmpgt_epu16_mask(v, one);
+        // Each code high byte first: the low byte always, the high one for a
+        // two-byte code.
+        const std::uint64_t keep = odds | _pdep_u64(twos, evens);
+        _mm512_storeu_si512(out + w,
+                            _mm512_maskz_compress_epi8(keep, _mm512_permutexvar_epi8(swap, v)));
+        w += static_cast<std::size_t>(_mm_popcnt_u64(keep));
+        r += kBlock;
     }
     return {r, w};
 }
@@ -192,6 +235,11 @@ Progress utf8Latin(const unsigned char* in, std::size_t n, unsigned char* out, s
     return utf8LatinImpl(in, n, out, room, table);
 }
 
+Progress utf16Double(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
+                     const unsigned short* flat, bool littleEndian) {
+    return utf16DoubleImpl(in, n, out, room, flat, littleEndian);
+}
+
 #else // no AVX-512 build: the converters' own loops do all the work
 
 bool available() {
@@ -207,6 +255,10 @@ Progress expand(const unsigned char*, std::size_t, unsigned char*, std::size_t,
 }
 Progress utf8Latin(const unsigned char*, std::size_t, unsigned char*, std::size_t,
                    const unsigned char*) {
+    return {0, 0};
+}
+Progress utf16Double(const unsigned char*, std::size_t, unsigned char*, std::size_t,
+                     const unsigned short*, bool) {
     return {0, 0};
 }
 

@@ -106,6 +106,11 @@ private:
     /// A single-byte target's values for U+0000 to U+00FF, for the wide loop
     /// over UTF-8 (unused for other targets).
     unsigned char m_aLatin[0x100];
+    /// For a UTF-16 source into a target of table values, with the wide
+    /// loops: every unit's one- or two-byte code (see simd::utf16Double);
+    /// else null.
+    unsigned short* m_pFlat = nullptr;
+    void makeFlat();
     /// The target writes U+0001 to U+007F as those bytes (so runs of ASCII
     /// UTF-8 are copied); false once an override touches them.
     mutable bool m_bAsciiSame;
@@ -189,9 +194,14 @@ public:
               int& consumed) const;
 
     V m_vNul;
+    /// Copies the one-byte codes' values out of the main table, once it is
+    /// filled.
+    void setSingle() const;
 
 private:
     unsigned char m_acLead[256];
+    /// The main table's one-byte codes, read with one load.
+    mutable V m_aSingle[256] = {};
     mutable LookupTable<V> m_oMain;
     mutable LookupTable<V>* m_apExtra[16] = {};
 };

@@ -1,9 +1,9 @@
 //===- qzunicode/detail/SimdKernels.h - Wide loops of the converters -*- C++ -*-===//
 //
 // The optimised converters' common cases, 64 source bytes at a time with
-// AVX-512 byte permutes: a single-byte set to another, a single-byte set to
-// characters of one or two bytes, and UTF-8 below U+0100 to a single-byte
-// set. A kernel does what it surely can and stops at the first block it cannot
+// AVX-512 byte permutes and gathers: a single-byte set to another, a
+// single-byte set to characters of one or two bytes, UTF-8 below U+0100 to a
+// single-byte set, and UTF-16 to a set of one- and two-byte codes. A kernel does what it surely can and stops at the first block it cannot
 // do whole; the converter's own loop goes on from there, so a result never
 // depends on whether the kernels ran.
 //
@@ -48,6 +48,13 @@ Progress expand(const unsigned char* in, std::size_t n, unsigned char* out, std:
 /// one and maps (table[0] is the value of U+0000, mapped whatever it is).
 Progress utf8Latin(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
                    const unsigned char* table);
+
+/// Reads UTF-16 (little- or big-endian) units through flat, a table of
+/// 65,538 values (the last two 0) of the target's one- or two-byte codes
+/// (a value above 0xFF is two bytes, high first), while every unit of a
+/// block has a value other than 0.
+Progress utf16Double(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
+                     const unsigned short* flat, bool littleEndian);
 
 } // namespace simd
 } // namespace qzunicode
