@@ -1018,8 +1018,8 @@ int CSBCS2Converter<V>::convert(char** dst, const char* dstEnd, int maxChars, co
             written = pos;
         } else {
             if (simd::available()) {
-                const simd::Progress p = simd::expand(in, input, out, room, m_aFirst, m_aSecond,
-                                                      m_aLength, m_bAsciiSame);
+                const simd::Progress p =
+                    simd::expand(in, input, out, room, m_aFirst, m_aSecond, m_aLength);
                 pos = static_cast<int>(p.read);
                 written = static_cast<int>(p.written);
             }

@@ -72,13 +72,23 @@ QZ_KERNEL Progress translateImpl(const unsigned char* in, std::size_t n, unsigne
             break;
         _mm512_storeu_si512(out + i, v);
     }
+    // The last part block under a mask (a masked load never faults on the
+    // bytes it leaves out).
+    if (i < limit && limit - i < kBlock) {
+        const __mmask64 m = _bzhi_u64(~0ull, static_cast<unsigned>(limit - i));
+        const __m512i x = _mm512_maskz_loadu_epi8(m, in + i);
+        const __m512i v = lookup(t, x);
+        if (!(_mm512_testn_epi8_mask(v, v) & _mm512_test_epi8_mask(x, x) & m)) {
+            _mm512_mask_storeu_epi8(out + i, m, v);
+            i = limit;
+        }
+    }
     return {i, i};
 }
 
 QZ_KERNEL Progress expandImpl(const unsigned char* in, std::size_t n, unsigned char* out,
                               std::size_t room, const unsigned char* first,
-                              const unsigned char* second, const unsigned char* length,
-                              bool asciiSame) {
+                              const unsigned char* second, const unsigned char* length) {
     const Table256 f = loadTable(first);
     const Table256 s = loadTable(second);
     const Table256 l = loadTable(length);
@@ -99,12 +109,6 @@ QZ_KERNEL Progress expandImpl(const unsigned char* in, std::size_t n, unsigned c
     std::size_t r = 0, w = 0;
     while (r + kBlock <= n && w + 2 * kBlock <= room) {
         const __m512i x = _mm512_loadu_si512(in + r);
-        if (asciiSame && _mm512_movepi8_mask(x) == 0) {
-            _mm512_storeu_si512(out + w, x);
-            r += kBlock;
-            w += kBlock;
-            continue;
-        }
         const __m512i len = lookup(l, x);
         if (_mm512_testn_epi8_mask(len, len))
             break; // a byte that does not map, or needs more than two bytes
@@ -127,55 +131,52 @@ QZ_KERNEL Progress expandImpl(const unsigned char* in, std::size_t n, unsigned c
 QZ_KERNEL Progress utf8LatinImpl(const unsigned char* in, std::size_t n, unsigned char* out,
                                  std::size_t room, const unsigned char* table) {
     const Table256 t = loadTable(table);
-    alignas(64) unsigned char idxPrev[64];
-    idxPrev[0] = 0;
-    for (int i = 1; i < 64; ++i)
-        idxPrev[i] = static_cast<unsigned char>(i - 1);
-    const __m512i prevIdx = _mm512_load_si512(idxPrev);
+    alignas(64) unsigned char idxNext[64];
+    for (int i = 0; i < 64; ++i)
+        idxNext[i] = static_cast<unsigned char>(i < 63 ? i + 1 : 63);
+    const __m512i nextIdx = _mm512_load_si512(idxNext);
     const __m512i leadBits = _mm512_set1_epi8(static_cast<char>(0xFE));
     const __m512i leadValue = _mm512_set1_epi8(static_cast<char>(0xC2));
     const __m512i contBits = _mm512_set1_epi8(static_cast<char>(0xC0));
     const __m512i contValue = _mm512_set1_epi8(static_cast<char>(0x80));
     const __m512i low6 = _mm512_set1_epi8(0x3F);
     const __m512i low2 = _mm512_set1_epi8(0x03);
+    // A block owns its first 63 bytes and reads the 64th ahead, so that it
+    // always moves on by 63 whatever the text: the next block's load never
+    // waits for this one's masks. A character is written at its first byte.
+    constexpr std::uint64_t kOwned = ~0ull >> 1;
     std::size_t r = 0, w = 0;
+    // A block may start on the continuation of a character the block before
+    // wrote; at the start of the text such a byte is bad.
+    if (n > 0 && (in[0] & 0xC0) == 0x80)
+        return {0, 0};
     while (r + kBlock <= n && w + kBlock <= room) {
         const __m512i x = _mm512_loadu_si512(in + r);
         const std::uint64_t high = _mm512_movepi8_mask(x);
-        __m512i cp = x;
-        std::uint64_t keep = ~0ull;
-        std::size_t consumed = kBlock;
-        if (high != 0) {
-            // Only C2 and C3 leads (U+0080 to U+00FF), each followed by its
-            // one continuation byte. A lead in the last byte waits for the
-            // next block.
-            std::uint64_t leads =
-                _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, leadBits), leadValue);
-            const std::uint64_t conts =
-                _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, contBits), contValue);
-            if ((leads | conts) != high)
-                break;
-            if (leads >> 63) {
-                consumed = kBlock - 1;
-                leads &= ~(1ull << 63);
-                keep = ~(1ull << 63);
-            }
-            if (conts != leads << 1)
-                break;
-            const __m512i prev = _mm512_permutexvar_epi8(prevIdx, x);
-            // (prev & 3) << 6 stays inside each byte of the 16-bit lanes.
-            const __m512i value = _mm512_or_si512(
-                _mm512_and_si512(x, low6), _mm512_slli_epi16(_mm512_and_si512(prev, low2), 6));
-            cp = _mm512_mask_blend_epi8(conts, x, value);
-            keep &= ~leads;
-        }
+        // Only C2 and C3 leads (U+0080 to U+00FF), each followed by its one
+        // continuation byte.
+        const std::uint64_t leads =
+            _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, leadBits), leadValue);
+        const std::uint64_t conts =
+            _mm512_cmpeq_epi8_mask(_mm512_and_si512(x, contBits), contValue);
+        if ((leads | conts) != high || (conts & ~1ull) != (leads & kOwned) << 1)
+            break;
+        const __m512i next = _mm512_permutexvar_epi8(nextIdx, x);
+        // (x & 3) << 6 stays inside each byte of the 16-bit lanes.
+        const __m512i value = _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(x, low2), 6),
+                                              _mm512_and_si512(next, low6));
+        const __m512i cp = _mm512_mask_blend_epi8(leads, x, value);
+        const std::uint64_t keep = ~conts & kOwned;
         const __m512i v = lookup(t, cp);
         if (_mm512_testn_epi8_mask(v, v) & _mm512_test_epi8_mask(cp, cp) & keep)
             break;
         _mm512_storeu_si512(out + w, _mm512_maskz_compress_epi8(keep, v));
         w += static_cast<std::size_t>(_mm_popcnt_u64(keep));
-        r += consumed;
+        r += kBlock - 1;
     }
+    // Stopped on the continuation of a character already written.
+    if (r > 0 && (in[r] & 0xC0) == 0x80)
+        ++r;
     return {r, w};
 }
 
@@ -226,8 +227,8 @@ Progress translate(const unsigned char* in, std::size_t n, unsigned char* out, s
 
 Progress expand(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
                 const unsigned char* first, const unsigned char* second,
-                const unsigned char* length, bool asciiSame) {
-    return expandImpl(in, n, out, room, first, second, length, asciiSame);
+                const unsigned char* length) {
+    return expandImpl(in, n, out, room, first, second, length);
 }
 
 Progress utf8Latin(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
@@ -250,7 +251,7 @@ Progress translate(const unsigned char*, std::size_t, unsigned char*, std::size_
     return {0, 0};
 }
 Progress expand(const unsigned char*, std::size_t, unsigned char*, std::size_t,
-                const unsigned char*, const unsigned char*, const unsigned char*, bool) {
+                const unsigned char*, const unsigned char*, const unsigned char*) {
     return {0, 0};
 }
 Progress utf8Latin(const unsigned char*, std::size_t, unsigned char*, std::size_t,

@@ -37,11 +37,10 @@ Progress translate(const unsigned char* in, std::size_t n, unsigned char* out, s
                    const unsigned char* table);
 
 /// Writes first[b], then second[b] when length[b] is 2, for each source
-/// byte b, while every byte of a block has a length of 1 or 2. With
-/// asciiSame, a block of bytes below 0x80 is copied as it is.
+/// byte b, while every byte of a block has a length of 1 or 2.
 Progress expand(const unsigned char* in, std::size_t n, unsigned char* out, std::size_t room,
                 const unsigned char* first, const unsigned char* second,
-                const unsigned char* length, bool asciiSame);
+                const unsigned char* length);
 
 /// Reads well-formed UTF-8 of characters below U+0100 and writes
 /// table[code point] for each, while every character of a block is such a

@@ -321,8 +321,10 @@ TEST(OptimizedConverterTest, LongTextsMatchTheICUPath) {
         const COptimizedConverter* c =
             COptimizedConverter::getConverter(cs(p.source), cs(p.target));
         ASSERT_NE(nullptr, c);
-        for (unsigned seed = 1; seed <= 12; ++seed) {
+        for (unsigned seed = 1; seed <= 13; ++seed) {
             std::mt19937 rng(seed * 104729 + p.source * 7 + p.target);
+            if (seed == 13 && p.source != 0)
+                continue;
             const int chars = 60 + int(rng() % 400);
             std::string in = p.source == 0   ? westernUTF8(rng, chars)
                              : p.source <= 2 ? viaICU(5000, p.source, validText(5000, rng, chars),
@@ -335,6 +337,9 @@ TEST(OptimizedConverterTest, LongTextsMatchTheICUPath) {
                 in[64 * (rng() % (in.size() / 64)) + 63 + rng() % 3 - 1] = char(0xFF);
             if (seed % 6 == 2)
                 in = randomBytes(rng, 64 + int(rng() % 300));
+            if (seed == 13) // a block ending on a lead, then one the wide loop refuses
+                in = std::string(62, 'a') + "\xC3\xA9" + std::string(10, 'b') + "\xE2\x82\xAC" +
+                     std::string(100, 'c');
             if (p.source == 1 || p.source == 2)
                 in.resize(in.size() & ~std::size_t(1));
             const int roomy = int(in.size()) * 4 + 16;
