@@ -683,8 +683,11 @@ CUTFOptimizedConverter::~CUTFOptimizedConverter() {
 COptimizedConverter* CUTFOptimizedConverter::getConverter(ULibCharSet source, CSConverter& s,
                                                           ULibCharSet target, CSConverter& t, bool,
                                                           bool) {
-    // CESU-8 (8) is of the UTF-8 kind, but writes a character beyond the BMP
-    // as two surrogates; its characters are not this reader's.
+    // CESU-8 (8) is of the UTF-8 kind, but stays on the ICU path: ICU reads
+    // its surrogates one at a time, so it pairs two halves across a skipped
+    // bad byte and can end a full UTF-16 target on a lone high surrogate.
+    // A loop over whole characters cannot give those results, and the
+    // results must be the ICU path's.
     if (source != 0 && source != 1 && source != 2)
         return nullptr;
     const TargetKind kind = targetKind(t);
