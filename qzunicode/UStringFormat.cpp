@@ -860,6 +860,12 @@ int UString::__format(std::size_t size, ULibCharSet cs, const unsigned short* fm
 
 // --- the public forms --------------------------------------------------------
 
+// Some forms end their named parameters on a ULibCharSet. Its underlying
+// type is fixed at 32 bits, so it is passed exactly as the int it promotes
+// to, and va_start on it is sound on every ABI we build for.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
+
 int UString::formatV(const unsigned short* fmt, va_list args) {
     return __format(kDefaultCapacity, ULIB_CS_DEFAULT, fmt, args);
 }
@@ -968,6 +974,8 @@ int UString::format(std::size_t size, ULibCharSet cs, const char* fmt, ULibCharS
     va_end(args);
     return n;
 }
+
+#pragma GCC diagnostic pop
 
 } // namespace qzunicode
 } // namespace qzlib

@@ -101,7 +101,8 @@ private:
 class Scanner {
 public:
     Scanner(const unsigned short* text, std::size_t len, ULibCharSet cs)
-        : m_pText(text), m_uLen(len), m_uPos(0), m_eCS(cs) {}
+        : m_pText(text), m_uLen(len), m_uPos(0), m_eCS(cs),
+          m_bAsciiAsIs(cs != 1 && CharSetTable::isUSASCIICompatible(cs)) {}
 
     int run(const unsigned short* fmt, va_list& args) {
         int count = 0;
@@ -322,10 +323,16 @@ private:
     }
 
     // Converts units to the result set and stores the bytes at out; a unit
-    // that gives no bytes is dropped. A surrogate pair goes as one.
+    // that gives no bytes is dropped. A surrogate pair goes as one (one unit
+    // of it alone would only convert to a substitute). ASCII in a set that
+    // keeps ASCII as it is needs no converter.
     std::size_t narrow(const unsigned short* s, std::size_t n, char* out) const {
         std::size_t written = 0;
         for (std::size_t i = 0; i < n;) {
+            if (m_bAsciiAsIs && s[i] < 0x80 && s[i] != 0) {
+                out[written++] = static_cast<char>(s[i++]);
+                continue;
+            }
             const std::size_t units =
                 (i + 1 < n && s[i] >= 0xD800 && s[i] <= 0xDBFF && s[i + 1] >= 0xDC00 &&
                  s[i + 1] <= 0xDFFF) ? 2 : 1;
@@ -401,6 +408,7 @@ private:
     std::size_t m_uLen;
     std::size_t m_uPos;
     ULibCharSet m_eCS;
+    bool m_bAsciiAsIs;
     std::unique_ptr<UnitSet> m_oSet; // made at the first '[', kept for the scan
 };
 
@@ -419,6 +427,12 @@ int UString::__scan(ULibCharSet cs, const unsigned short* fmt, va_list args) con
 }
 
 // --- the public forms --------------------------------------------------------
+
+// Some forms end their named parameters on a ULibCharSet. Its underlying
+// type is fixed at 32 bits, so it is passed exactly as the int it promotes
+// to, and va_start on it is sound on every ABI we build for.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wvarargs"
 
 int UString::scanV(ULibCharSet cs, const unsigned short* fmt, va_list args) const {
     return __scan(cs, fmt, args);
@@ -507,6 +521,8 @@ int UString::scan(ULibCharSet cs, const char* fmt, ULibCharSet fmtCS, ...) const
     va_end(args);
     return n;
 }
+
+#pragma GCC diagnostic pop
 
 } // namespace qzunicode
 } // namespace qzlib
