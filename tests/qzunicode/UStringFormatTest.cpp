@@ -204,6 +204,7 @@ TEST(UStringFormatTest, PositionalArguments) {
     EXPECT_EQ(fmt("%2$s %1$d", 7, "seven"), "7:seven 7");
     EXPECT_EQ(fmt("%1$d %1$x %1$#o %2$.1f", 8, 2.25), ref("%1$d %1$x %1$#o %2$.1f", 8, 2.25));
     EXPECT_EQ(fmt("%3$*1$.*2$f|", 8, 2, 3.14159), ref("%3$*1$.*2$f|", 8, 2, 3.14159));
+    EXPECT_EQ(fmt("%2$-6.2s|%1$12d|", 42, "abc"), ref("%2$-6.2s|%1$12d|", 42, "abc"));
     EXPECT_EQ(fmt("%1$lld %2$Lg %3$s", 1LL << 40, 0.5L, "x"), "19:1099511627776 0.5 x");
     EXPECT_EQ(fmt("%%%1$d%%", 3), "3:%3%");
 }
