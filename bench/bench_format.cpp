@@ -20,8 +20,8 @@
 #include <cstdio>
 #include <cstring>
 
-using qzs::qzlib::qzunicode::UString;
 using qzs::qzlib::qzunicode::ULibCharSet;
+using qzs::qzlib::qzunicode::UString;
 
 namespace {
 

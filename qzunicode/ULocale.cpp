@@ -104,8 +104,7 @@ ULocale& ULocale::assign(const char* language, const char* country, const char* 
     return *this;
 }
 
-ULocale& ULocale::assign(const UString* language, const UString* country,
-                         const UString* variant) {
+ULocale& ULocale::assign(const UString* language, const UString* country, const UString* variant) {
     m_oName = joinParts(narrow(language), narrow(country), narrow(variant));
     return *this;
 }

@@ -16,10 +16,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <climits>
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -91,8 +91,8 @@ struct CharClassTable {
         for (unsigned c = 0; c < kStates; ++c)
             for (unsigned s = 0; s < kStates; ++s) {
                 const unsigned key = kStateBase + c * kStates + s;
-                table.set(key, static_cast<unsigned char>((table.get(key) & 0x0F) |
-                                                          (kNext[c][s] << 4)));
+                table.set(key,
+                          static_cast<unsigned char>((table.get(key) & 0x0F) | (kNext[c][s] << 4)));
             }
     }
 };
@@ -545,8 +545,8 @@ bool convert(Writer& out, Directive& d, ULibCharSet cs, va_list& args) {
         else if (d.flags & kH)
             v = static_cast<short>(v);
         const bool negative = v < 0;
-        const std::uint64_t m = negative ? 0 - static_cast<std::uint64_t>(v)
-                                         : static_cast<std::uint64_t>(v);
+        const std::uint64_t m =
+            negative ? 0 - static_cast<std::uint64_t>(v) : static_cast<std::uint64_t>(v);
         return putInteger(out, d, m, negative);
     }
     case 'u':
@@ -668,8 +668,11 @@ public:
                 argNumber = 0;
                 break;
             case kInFlag:
-                d.flags |= u == '-' ? kMinus : u == '+' ? kPlus : u == ' ' ? kSpace
-                         : u == '#' ? kAlt : kZeroPad;
+                d.flags |= u == '-'   ? kMinus
+                           : u == '+' ? kPlus
+                           : u == ' ' ? kSpace
+                           : u == '#' ? kAlt
+                                      : kZeroPad;
                 break;
             case kInWidth:
                 if (cls == kStar) {
@@ -702,8 +705,7 @@ public:
                 if (u == 'h')
                     d.flags = (d.flags & kH) ? ((d.flags & ~kH) | kHH) : (d.flags | kH);
                 else if (u == 'l')
-                    d.flags = (d.flags & kL) ? ((d.flags & ~kL) | kLL | k64)
-                                             : (d.flags | kL | k64);
+                    d.flags = (d.flags & kL) ? ((d.flags & ~kL) | kLL | k64) : (d.flags | kL | k64);
                 else
                     d.flags |= kLongDouble;
                 break;

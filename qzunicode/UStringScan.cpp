@@ -333,9 +333,10 @@ private:
                 out[written++] = static_cast<char>(s[i++]);
                 continue;
             }
-            const std::size_t units =
-                (i + 1 < n && s[i] >= 0xD800 && s[i] <= 0xDBFF && s[i + 1] >= 0xDC00 &&
-                 s[i + 1] <= 0xDFFF) ? 2 : 1;
+            const std::size_t units = (i + 1 < n && s[i] >= 0xD800 && s[i] <= 0xDBFF &&
+                                       s[i + 1] >= 0xDC00 && s[i + 1] <= 0xDFFF)
+                                          ? 2
+                                          : 1;
             char bytes[20];
             ULibError err = ULIB_OK;
             const int w = ULIB_CStoCS(m_eCS, bytes, static_cast<int>(10 * units), 0,

@@ -14,8 +14,8 @@
 #include <unicode/calendar.h>
 #include <unicode/locid.h>
 #include <unicode/timezone.h>
-#include <unicode/uchar.h>
 #include <unicode/ucal.h>
+#include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
 #include <algorithm>
@@ -113,8 +113,8 @@ int UTimeZone::getOffset(unsigned long when, bool local) const {
     return U_SUCCESS(status) ? raw + dst : 0;
 }
 
-int UTimeZone::getOffset(short year, short month, short day, short hour, short minute,
-                         short second, bool dst) const {
+int UTimeZone::getOffset(short year, short month, short day, short hour, short minute, short second,
+                         bool dst) const {
     std::tm tm{};
     tm.tm_year = year - 1900;
     tm.tm_mon = month - 1;

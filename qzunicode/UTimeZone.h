@@ -52,9 +52,8 @@ public:
     /// "YYYY-MM-DD hh:mm:ss.fffffffff " then "+hh:mm" or, with zoneName,
     /// the zone's ID. Never more than outSize bytes with the terminator: the
     /// text is cut to fit. Result: its length, 0 for no room at all.
-    int utcToLocalTime(short year, short month, short day, short hour, short minute,
-                       short second, unsigned int nanos, char* out, int outSize,
-                       bool zoneName) const;
+    int utcToLocalTime(short year, short month, short day, short hour, short minute, short second,
+                       unsigned int nanos, char* out, int outSize, bool zoneName) const;
 
     /// ICU's display name in the default locale, or in locale.
     UString getDisplayName() const;

@@ -34,8 +34,8 @@ TEST(UStringArrayTest, SplitKeepsEmptyItems) {
         const char* sep;
         const char* expected;
     } const cases[] = {
-        {"a,,b", ",", "3:a||b"},  {"a,", ",", "2:a|"},     {"", ",", "1:"},
-        {",", ",", "2:|"},        {"abc", ",", "1:abc"},   {"a::b::", "::", "3:a|b|"},
+        {"a,,b", ",", "3:a||b"},   {"a,", ",", "2:a|"},   {"", ",", "1:"},
+        {",", ",", "2:|"},         {"abc", ",", "1:abc"}, {"a::b::", "::", "3:a|b|"},
         {"a:::b", "::", "2:a|:b"}, {"a,b", "", "1:a,b"},
     };
     for (const Case& c : cases) {

@@ -61,9 +61,10 @@ std::string ref(const char* f, ...) {
 // Where the two languages agree, every flag, width, precision and size must
 // give printf's bytes.
 TEST(UStringFormatTest, AgreesWithSnprintfOnATable) {
-    const char* const ints[] = {"%d", "%5d", "%-5d|", "%05d", "%+d", "% d", "%.3d", "%8.3d",
-                                "%-+8.3d|", "%.0d", "%hhd", "%hd", "%i", "%u", "%o", "%#o",
-                                "%#.0o", "%x", "%#x", "%#X", "%#08x", "%08.3x", "%hhu", "%hx"};
+    const char* const ints[] = {"%d",   "%5d",   "%-5d|",    "%05d",   "%+d",   "% d",
+                                "%.3d", "%8.3d", "%-+8.3d|", "%.0d",   "%hhd",  "%hd",
+                                "%i",   "%u",    "%o",       "%#o",    "%#.0o", "%x",
+                                "%#x",  "%#X",   "%#08x",    "%08.3x", "%hhu",  "%hx"};
     for (const char* f : ints)
         for (int v : {0, 1, -1, 42, -42, 255, 256, 65535, 70000, INT_MAX, INT_MIN}) {
             SCOPED_TRACE(std::string(f) + " " + std::to_string(v));
@@ -75,12 +76,13 @@ TEST(UStringFormatTest, AgreesWithSnprintfOnATable) {
             SCOPED_TRACE(std::string(f) + " " + std::to_string(v));
             EXPECT_EQ(fmt(f, v), ref(f, v));
         }
-    const char* const floats[] = {"%f",  "%e",    "%g",     "%E",    "%G",   "%.0f", "%#.0f",
-                                  "%.0e", "%#.0e", "%.3g",  "%#g",   "%#.3g", "%g",  "%+.2f",
-                                  "% e", "%012.4f", "%-12.2e|", "%.10g", "%.17g", "%.25f", "%.0g"};
+    const char* const floats[] = {"%f",   "%e",      "%g",       "%E",    "%G",    "%.0f",  "%#.0f",
+                                  "%.0e", "%#.0e",   "%.3g",     "%#g",   "%#.3g", "%g",    "%+.2f",
+                                  "% e",  "%012.4f", "%-12.2e|", "%.10g", "%.17g", "%.25f", "%.0g"};
     for (const char* f : floats)
-        for (double v : std::initializer_list<double>{0.0, -0.0, 1.0, -1.5, 0.1, 2.5, 1e-5, 123456789.0, 1e21, 9.9999e-5,
-                         0.00001234, DBL_MAX, DBL_MIN, 5e-324, HUGE_VAL, -HUGE_VAL, NAN}) {
+        for (double v : std::initializer_list<double>{
+                 0.0, -0.0, 1.0, -1.5, 0.1, 2.5, 1e-5, 123456789.0, 1e21, 9.9999e-5, 0.00001234,
+                 DBL_MAX, DBL_MIN, 5e-324, HUGE_VAL, -HUGE_VAL, NAN}) {
             SCOPED_TRACE(std::string(f) + " " + std::to_string(v));
             EXPECT_EQ(fmt(f, v), ref(f, v));
         }
@@ -91,7 +93,7 @@ TEST(UStringFormatTest, AgreesWithSnprintfOnATable) {
               ref("%s|%8s|%-8s|%.2s|%5.1s|", "abc", "abc", "abc", "abc", "abc"));
     EXPECT_EQ(fmt("%*d|%-*d|%.*f|%*.*s|", 6, 1, 6, 2, 3, 1.0, 5, 2, "xyz"),
               ref("%*d|%-*d|%.*f|%*.*s|", 6, 1, 6, 2, 3, 1.0, 5, 2, "xyz"));
-    EXPECT_EQ(fmt("%*d|", -6, 1), ref("%*d|", -6, 1)); // a negative width left-aligns
+    EXPECT_EQ(fmt("%*d|", -6, 1), ref("%*d|", -6, 1));   // a negative width left-aligns
     EXPECT_EQ(fmt("%.*d|", -3, 7), ref("%.*d|", -3, 7)); // a negative precision is none
     EXPECT_EQ(fmt("100%% %d%%", 5), ref("100%% %d%%", 5));
     EXPECT_EQ(fmt("abc"), "3:abc");
@@ -143,7 +145,7 @@ TEST(UStringFormatTest, AgreesWithSnprintfOnARandomSweep) {
 
 // The differences from printf that callers rely on.
 TEST(UStringFormatTest, DeliberateDifferencesFromPrintf) {
-    EXPECT_EQ(fmt("%p", reinterpret_cast<void*>(0xbeef)), "4:beef"); // no 0x ...
+    EXPECT_EQ(fmt("%p", reinterpret_cast<void*>(0xbeef)), "4:beef");    // no 0x ...
     EXPECT_EQ(fmt("%#p", reinterpret_cast<void*>(0xbeef)), "6:0xbeef"); // ... unless '#'
     EXPECT_EQ(fmt("%p", static_cast<void*>(nullptr)), "1:0");
     EXPECT_EQ(fmt("%5s|", static_cast<const char*>(nullptr)), "8:NULLPTR|");
@@ -181,8 +183,8 @@ TEST(UStringFormatTest, DeliberateDifferencesFromPrintf) {
 // format leaves the string alone.
 TEST(UStringFormatTest, MalformedFormatsFail) {
     for (const char* f : {"%", "abc%", "%5", "%-", "%.", "%l", "%q", "%-#5.3k", "%5%", "% %",
-                          "%2147483648d", "%.2147483648d", "%1$d %d", "%101$d", "%2$d",
-                          "%1$s %1$d", "%1$p %1$s", "%1$f %1$Lf", "%*1$d"}) {
+                          "%2147483648d", "%.2147483648d", "%1$d %d", "%101$d", "%2$d", "%1$s %1$d",
+                          "%1$p %1$s", "%1$f %1$Lf", "%*1$d"}) {
         SCOPED_TRACE(f);
         UString s("previous", kUTF8);
         EXPECT_EQ(s.format(f, 1, 2, 3), -1);
@@ -248,8 +250,9 @@ TEST(UStringFormatTest, ScanReadsBackWhatFormatWrote) {
         const short h = static_cast<short>(rng());
         const signed char hh = static_cast<signed char>(rng());
         UString s;
-        ASSERT_GT(s.format("%d %u %o %x %X %lld %.17g %.21Le %hd %hhd %c %s",
-                           d, u, u, u, u, ll, g, L, h, hh, 'Q', "word"), 0);
+        ASSERT_GT(s.format("%d %u %o %x %X %lld %.17g %.21Le %hd %hhd %c %s", d, u, u, u, u, ll, g,
+                           L, h, hh, 'Q', "word"),
+                  0);
         int d2 = 0;
         unsigned u2 = 0, o2 = 0, x2 = 0, X2 = 0;
         long long ll2 = 0;
@@ -260,7 +263,8 @@ TEST(UStringFormatTest, ScanReadsBackWhatFormatWrote) {
         char c2 = 0;
         char s2[8] = {};
         ASSERT_EQ(s.scan("%d %u %o %x %X %lld %lg %Le %hd %hhd %c %s", &d2, &u2, &o2, &x2, &X2,
-                         &ll2, &g2, &L2, &h2, &hh2, &c2, s2), 12)
+                         &ll2, &g2, &L2, &h2, &hh2, &c2, s2),
+                  12)
             << text(s);
         EXPECT_EQ(d2, d);
         EXPECT_EQ(u2, u);

@@ -96,10 +96,15 @@ TEST(UTimeZoneTest, IdsOffsetsAndUnknownZones) {
         const char* id;
         const char* expected;
     } const cases[] = {
-        {"+05:30", "+05:30"},          {"  -8", "-08:00"},         {"- 0 8 : 0 0", "-08:00"},
-        {"5", "+05:00"},               {"Europe/Paris", "Europe/Paris"},
-        {" Asia/Tokyo ", "Asia/Tokyo"}, {"Nowhere/Land", "America/Chicago"},
-        {"", "America/Chicago"},        {"+99", "America/Chicago"},
+        {"+05:30", "+05:30"},
+        {"  -8", "-08:00"},
+        {"- 0 8 : 0 0", "-08:00"},
+        {"5", "+05:00"},
+        {"Europe/Paris", "Europe/Paris"},
+        {" Asia/Tokyo ", "Asia/Tokyo"},
+        {"Nowhere/Land", "America/Chicago"},
+        {"", "America/Chicago"},
+        {"+99", "America/Chicago"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.id);
