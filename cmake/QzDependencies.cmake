@@ -33,4 +33,7 @@ if(QZ_BUILD_BENCH)
   qz_require(PkgConfig_FOUND pkg-config)
   pkg_check_modules(LOG4CXX QUIET IMPORTED_TARGET liblog4cxx)
   qz_require(LOG4CXX_FOUND liblog4cxx-dev)
+  # ICU's io component (u_snprintf), for the format benchmark's peer.
+  find_package(ICU 72 QUIET COMPONENTS uc i18n data io)
+  qz_require(ICU_IO_FOUND libicu-dev)
 endif()

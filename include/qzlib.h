@@ -42,7 +42,10 @@
 #include "qzunicode/CharSetTable.h"
 #include "qzunicode/ULib.h"
 #include "qzunicode/ULibTypes.h"
+#include "qzunicode/ULocale.h"
 #include "qzunicode/UString.h"
+#include "qzunicode/UStringArray.h"
+#include "qzunicode/UTimeZone.h"
 
 // Contexts: what the process, its build and its threads are
 #include "qzmsg/CAppContext.h"

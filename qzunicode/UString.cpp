@@ -1549,37 +1549,6 @@ int UString::compareNoCaseEx(std::size_t pos, const char* s, std::size_t n, ULib
     return compareNarrow(pos, s, n, cs, Collated, locale);
 }
 
-// --- ULocale ----------------------------------------------------------------
-
-ULocale::ULocale(const char* language, const char* country, const char* variant) {
-    std::string name = language != nullptr ? language : "";
-    if (country != nullptr && *country != 0)
-        name.append("_").append(country);
-    if (variant != nullptr && *variant != 0)
-        name.append("_").append(variant);
-    m_oName = UString(name, ULIB_CS_DEFAULT);
-}
-
-UString ULocale::getName() const {
-    if (m_oName.empty())
-        return UString();
-    UString name(m_oName);
-    const char* id = name.c_str(ULIB_CS_DEFAULT);
-    char small[128];
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t n = uloc_getName(id, small, sizeof small, &status);
-    if (status == U_BUFFER_OVERFLOW_ERROR || status == U_STRING_NOT_TERMINATED_WARNING) {
-        std::vector<char> big(static_cast<std::size_t>(n) + 1);
-        status = U_ZERO_ERROR;
-        n = uloc_getName(id, big.data(), n + 1, &status);
-        return U_FAILURE(status) ? UString() : UString(big.data(), static_cast<std::size_t>(n),
-                                                       ULIB_CS_DEFAULT);
-    }
-    if (U_FAILURE(status))
-        return UString();
-    return UString(small, static_cast<std::size_t>(n), ULIB_CS_DEFAULT);
-}
-
 } // namespace qzunicode
 } // namespace qzlib
 } // namespace qzs

@@ -20,6 +20,7 @@
 #include <unicode/uversion.h>
 
 #include <atomic>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -461,6 +462,61 @@ public:
     bool operator!=(const UString& s) const { return compare(0, s) != 0; }
     bool operator<(const UString& s) const { return compare(0, s) < 0; }
 
+    // Formatted output --------------------------------------------------------
+    // The format language is printf's with 'U' for a const UString*, 's' and
+    // 'c' read in the character set cs (1: units), and positional n$
+    // arguments. Every form replaces the text and returns its units, or -1
+    // with an empty string on a malformed format; a null format gives -1 and
+    // leaves the string alone. size is the initial capacity (256 when not
+    // given); a narrow format is read in fmtCS (the default set when not
+    // given; 1 means the pointer holds units). Unlike printf: 'p' has no
+    // "0x" without '#', a null 's' or 'U' reads "NULLPTR", and a narrow 's'
+    // is cut at 512 units. REQUIRES: no 's' or 'U' argument is or points
+    // into this string's own text (the body is emptied first and may move);
+    // a UString format may be this string, and reads as it was.
+    int format(const unsigned short* fmt, ...);
+    int formatV(const unsigned short* fmt, va_list args);
+    int format(const UString* fmt, ...);
+    int formatV(const UString* fmt, va_list args);
+    int format(std::size_t size, ULibCharSet cs, const unsigned short* fmt, ...);
+    int formatV(std::size_t size, ULibCharSet cs, const unsigned short* fmt, va_list args);
+    int format(std::size_t size, ULibCharSet cs, const UString* fmt, ...);
+    int formatV(std::size_t size, ULibCharSet cs, const UString* fmt, va_list args);
+    int format(const char* fmt, ...);
+    int formatV(const char* fmt, va_list args);
+    int format(const char* fmt, ULibCharSet fmtCS, ...);
+    int formatV(const char* fmt, ULibCharSet fmtCS, va_list args);
+    int format(std::size_t size, ULibCharSet cs, const char* fmt, ...);
+    int formatV(std::size_t size, ULibCharSet cs, const char* fmt, va_list args);
+    int format(std::size_t size, ULibCharSet cs, const char* fmt, ULibCharSet fmtCS, ...);
+    int formatV(std::size_t size, ULibCharSet cs, const char* fmt, ULibCharSet fmtCS,
+                va_list args);
+
+    // Formatted input ---------------------------------------------------------
+    // scanf's language over the primary form, with 'U' for a UString*. cs is
+    // the set of 's', 'c' and '[' results (1: units; the default set when not
+    // given); a narrow format is read in fmtCS. Result: the items assigned;
+    // the scan stops at the first mismatch or at the end of the text and
+    // never fails otherwise. Sizes: 'hh' a byte, 'h' 16 bits, none and 'l'
+    // 32 bits (kept on purpose: 'l' is not 64), 'll' 64 bits; for the
+    // floating types 'l' is double and 'L' long double.
+    int scan(const unsigned short* fmt, ...) const;
+    int scan(const UString* fmt, ...) const;
+    int scan(ULibCharSet cs, const unsigned short* fmt, ...) const;
+    int scanV(ULibCharSet cs, const unsigned short* fmt, va_list args) const;
+    int scan(ULibCharSet cs, const UString* fmt, ...) const;
+    int scanV(ULibCharSet cs, const UString* fmt, va_list args) const;
+    int scan(const char* fmt, ...) const;
+    int scan(const char* fmt, ULibCharSet fmtCS, ...) const;
+    int scan(ULibCharSet cs, const char* fmt, ...) const;
+    int scanV(ULibCharSet cs, const char* fmt, va_list args) const;
+    int scan(ULibCharSet cs, const char* fmt, ULibCharSet fmtCS, ...) const;
+    int scanV(ULibCharSet cs, const char* fmt, ULibCharSet fmtCS, va_list args) const;
+
+    /// The engines every form above ends in.
+    int __format(std::size_t size, ULibCharSet cs, const unsigned short* fmt, va_list args);
+    int __scan(ULibCharSet cs, const unsigned short* fmt, va_list args) const;
+
     /// The body, for inspection: which forms exist, and whether two strings
     /// share. Read only.
     const uStrImpl* impl() const { return m_poImpl; }
@@ -499,23 +555,11 @@ private:
     mutable uStrImpl* m_poImpl;
 };
 
-/// A locale named by a string; empty stands for ICU's default. Only what the
-/// string's locale-aware members need is here.
-class QZ_API ULocale {
-public:
-    ULocale() = default;
-    /// language, country and variant joined by "_"; null parts are left out.
-    explicit ULocale(const char* language, const char* country = nullptr,
-                     const char* variant = nullptr);
-    /// ICU's canonical form of the name (uloc_getName).
-    UString getName() const;
-
-private:
-    UString m_oName;
-};
-
 } // namespace qzunicode
 } // namespace qzlib
 } // namespace qzs
+
+// ULocale takes a UString member, so it is declared after the string.
+#include "qzunicode/ULocale.h"
 
 #endif // QZUNICODE_USTRING_H
