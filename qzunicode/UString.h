@@ -471,7 +471,9 @@ public:
     // given); a narrow format is read in fmtCS (the default set when not
     // given; 1 means the pointer holds units). Unlike printf: 'p' has no
     // "0x" without '#', a null 's' or 'U' reads "NULLPTR", and a narrow 's'
-    // is cut at 512 units. REQUIRES: no 's' or 'U' argument is or points
+    // is cut at 512 units. A width or precision above 16,777,216, or a
+    // result past INT_MAX units, fails the format (-1). REQUIRES: no 's' or
+    // 'U' argument is or points
     // into this string's own text (the body is emptied first and may move);
     // a UString format may be this string, and reads as it was.
     int format(const unsigned short* fmt, ...);

@@ -236,6 +236,9 @@ struct Directive {
 
 // Results over INT_MAX units cannot be counted in the int the caller gets.
 constexpr long long kMaxField = INT_MAX;
+// A width or precision past this fails the format rather than ask for
+// gigabytes of padding over a bad format (16 M units, 32 MiB).
+constexpr long long kMaxWidth = 1LL << 24;
 
 // The digits of a number: a, then a '.' when dot, then zeros made up, then b.
 struct Digits {
@@ -711,7 +714,7 @@ public:
                 break;
             case kInType:
                 d.type = u;
-                if (d.width > kMaxField || d.precision > kMaxField)
+                if (d.width > kMaxWidth || d.precision > kMaxWidth)
                     return false;
                 if (!directive(d, argNumber, out, args))
                     return false;

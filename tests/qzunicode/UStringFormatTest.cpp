@@ -183,7 +183,8 @@ TEST(UStringFormatTest, DeliberateDifferencesFromPrintf) {
 // format leaves the string alone.
 TEST(UStringFormatTest, MalformedFormatsFail) {
     for (const char* f : {"%", "abc%", "%5", "%-", "%.", "%l", "%q", "%-#5.3k", "%5%", "% %",
-                          "%2147483648d", "%.2147483648d", "%1$d %d", "%101$d", "%2$d", "%1$s %1$d",
+                          "%2147483648d", "%.2147483648d", "%2147483647d", "%.16777217f",
+                          "%1$d %d", "%101$d", "%2$d", "%1$s %1$d",
                           "%1$p %1$s", "%1$f %1$Lf", "%*1$d"}) {
         SCOPED_TRACE(f);
         UString s("previous", kUTF8);
