@@ -94,6 +94,28 @@ void showText() {
     copy.findAndReplaceAll("open", "closed", utf8);
     copy.toUpperEx();
     std::printf("%s\n%s\n", order.c_str(utf8), copy.c_str(utf8));
+
+    // printf's language in UTF-16, with a UString argument; scan reads it back.
+    UString line;
+    line.format("%-6s|%8.2f|%#06x|%U", "total", 1234.5, 255u, &name);
+    double total = 0;
+    line.scan("%*s |%lf", &total);
+    std::printf("formatted: %s (read back: %.2f)\n", line.c_str(utf8), total);
+    // A UTC moment as local time in named zones, each thread on its own calendar.
+    for (const char* zone : {"America/New_York", "Asia/Tokyo", "+05:30"}) {
+        char when[64];
+        UTimeZone(zone).utcToLocalTime(2026, 3, 8, 6, 59, 59, 250000000, when, sizeof when, true);
+        std::printf("2026-03-08 06:59:59.25 UTC in %-16s is %s\n", zone, when);
+    }
+    // A Shift_JIS row to UTF-8 through the pair's own tables, no ICU call.
+    const std::string row = std::string(100, 'A') + "\x93\xfa\x96\x7b\x8c\xea";
+    char out[256];
+    ULibError err = ULIB_OK;
+    const int bytes = ULIB_CStoCS(utf8, out, sizeof out, 0, sjis, row.data(),
+                                  static_cast<int>(row.size()), false, false, &err, nullptr);
+    std::printf("%zu Shift_JIS bytes to %d UTF-8 bytes, error %d; the pair's tables hold %zu bytes\n",
+                row.size(), bytes, static_cast<int>(err),
+                COptimizedConverter::getConverter(sjis, utf8)->memoryBytes());
 }
 
 // Writes `body` to `path` as a whole: a new file renamed over the old one,
@@ -394,7 +416,7 @@ int main(int argc, char** argv) {
     QZ_INFO(g_capture, "too few arguments: %d %d", 1);
     QZ_INFO(g_capture, "an unknown conversion: %q", 1);
 
-    std::printf("\n== 7. Text keeps its bytes until somebody reads it\n");
+    std::printf("\n== 7. Text keeps its bytes until somebody reads it; formats, zones, pairs\n");
     showText();
 
     std::printf(
