@@ -443,6 +443,33 @@ TEST(OptimizedConverterTest, ShiftedTargetsKeepTheirRuns) {
     EXPECT_FALSE(c->targetInDoubleByte());
 }
 
+// Scenario: UTF-16 and UTF-32 at odd addresses, source and target, through
+// the public call: the same bytes and error as at even ones (the loops and the
+// wide loops read and write bytes, never aligned units).
+TEST(OptimizedConverterTest, OddAddressesConvertAlike) {
+    const Pair pairs[] = {{1, 5000}, {2, 1032}, {5000, 1}, {0, 4}, {1032, 5}, {1, 0}};
+    for (const Pair& p : pairs) {
+        std::mt19937 rng(p.source * 13 + p.target);
+        std::string in = p.source <= 2 ? viaICU(5000, p.source, validText(5000, rng, 200), 4096,
+                                                false).bytes
+                                       : validText(p.source, rng, 200);
+        if (p.source <= 2)
+            in.resize(in.size() & ~std::size_t(1));
+        std::vector<char> src(in.size() + 1), dst(in.size() * 4 + 17), even(dst.size());
+        std::memcpy(src.data() + 1, in.data(), in.size());
+        ULibError oddErr = ULIB_OK, evenErr = ULIB_OK;
+        const int odd = ULIB_CStoCS(cs(p.target), dst.data() + 1, int(dst.size()) - 1, 0,
+                                    cs(p.source), src.data() + 1, int(in.size()), false, false,
+                                    &oddErr, nullptr);
+        const int n = ULIB_CStoCS(cs(p.target), even.data(), int(even.size()) - 1, 0,
+                                  cs(p.source), in.data(), int(in.size()), false, false, &evenErr,
+                                  nullptr);
+        ASSERT_EQ(n, odd) << p.source << " to " << p.target;
+        EXPECT_EQ(evenErr, oddErr);
+        EXPECT_EQ(0, std::memcmp(dst.data() + 1, even.data(), std::size_t(n)));
+    }
+}
+
 // Scenario: a stop reports where, and which bytes, in the detail.
 TEST(OptimizedConverterTest, StopFillsTheDetail) {
     const COptimizedConverter* c = COptimizedConverter::getConverter(cs(0), cs(1032));
