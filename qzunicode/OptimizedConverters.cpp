@@ -669,6 +669,19 @@ bool utf16Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned
                    : readUTF16<false>(p, bytesLeft, codePoint, consumed);
 }
 
+bool utf32Reader::getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                                 int& consumed) const {
+    if (bytesLeft < 4)
+        return false;
+    const unsigned int v = m_bFlag ? (p[0] | p[1] << 8 | p[2] << 16 | unsigned(p[3]) << 24)
+                                   : (unsigned(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3]);
+    if (v > 0x10FFFF || (v >= 0xD800 && v <= 0xDFFF))
+        return false;
+    codePoint = v;
+    consumed = 4;
+    return true;
+}
+
 //===-- UTF sources -------------------------------------------------------===//
 
 CUTFOptimizedConverter::CUTFOptimizedConverter(ULibCharSet source, ULibCharSet target,

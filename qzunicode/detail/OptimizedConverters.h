@@ -59,6 +59,17 @@ public:
                         int& consumed) const override;
 };
 
+/// UTF-32; m_bFlag set: little-endian (set 4), else big-endian. Strict as
+/// the others: a surrogate or a value above U+10FFFF is false. No set
+/// reaches it through getConverter (a UTF-32 source goes through ICU); it is
+/// here for callers that read UTF-32 character by character.
+class utf32Reader final : public utfReader {
+public:
+    explicit utf32Reader(bool littleEndian) : utfReader(littleEndian) {}
+    bool getNextUTFChar(const unsigned char* p, int bytesLeft, unsigned int& codePoint,
+                        int& consumed) const override;
+};
+
 /// Sources UTF-8 (0), UTF-16 (1, 2). Overrides live apart from the table,
 /// keyed by unit, or by (high << 16) + low for a character beyond the BMP.
 class CUTFOptimizedConverter : public COptimizedConverter {

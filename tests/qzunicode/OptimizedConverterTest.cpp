@@ -11,6 +11,7 @@
 #include "qzunicode/CSConverter.h"
 #include "qzunicode/ULib.h"
 #include "qzunicode/detail/ICUPath.h"
+#include "qzunicode/detail/OptimizedConverters.h"
 
 #include <gtest/gtest.h>
 
@@ -467,6 +468,33 @@ TEST(OptimizedConverterTest, OddAddressesConvertAlike) {
         ASSERT_EQ(n, odd) << p.source << " to " << p.target;
         EXPECT_EQ(evenErr, oddErr);
         EXPECT_EQ(0, std::memcmp(dst.data() + 1, even.data(), std::size_t(n)));
+    }
+}
+
+// Scenario: the UTF-32 reader, which no pair uses: either order, and the
+// values a strict reader refuses.
+TEST(OptimizedConverterTest, Utf32ReaderIsStrict) {
+    struct Case {
+        const char* bytes;
+        bool little, ok;
+        unsigned int cp;
+    } const cases[] = {
+        {"\x41\0\0\0", true, true, 0x41},          {"\0\0\0\x41", false, true, 0x41},
+        {"\0\xF6\x01\0", true, true, 0x1F600},     {"\0\x01\xF6\0", false, true, 0x1F600},
+        {"\0\xD8\0\0", true, false, 0},            {"\0\0\x11\0", true, false, 0},
+        {"\xFF\xFF\xFF\xFF", false, false, 0},
+    };
+    for (const Case& c : cases) {
+        unsigned int cp = 0;
+        int consumed = 0;
+        const bool ok = utf32Reader(c.little).getNextUTFChar(
+            reinterpret_cast<const unsigned char*>(c.bytes), 4, cp, consumed);
+        EXPECT_EQ(c.ok, ok) << std::hex << c.cp;
+        if (ok) {
+            EXPECT_EQ(c.cp, cp);
+        }
+        EXPECT_FALSE(utf32Reader(c.little).getNextUTFChar(
+            reinterpret_cast<const unsigned char*>(c.bytes), 3, cp, consumed));
     }
 }
 
