@@ -62,9 +62,9 @@ void tellFallbackOnce(ULibCharSet cs) {
         if (cs >= block.nFirst && cs < block.nFirst + block.nRows) {
             index += cs - block.nFirst;
             if (index < kTableRows && !told[index].exchange(true))
-                qzlib::detail::raiseFault(
-                    QZ_MESSAGE_SITE("qzunicode", "qzunicode/CSConverter", "CSConverter::CSConverter"),
-                    1161, block.pRows[cs - block.nFirst].pszConverterName);
+                qzlib::detail::raiseFault(QZ_MESSAGE_SITE("qzunicode", "qzunicode/CSConverter",
+                                                          "CSConverter::CSConverter"),
+                                          1161, block.pRows[cs - block.nFirst].pszConverterName);
             return;
         }
         index += block.nRows;

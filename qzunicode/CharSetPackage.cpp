@@ -63,9 +63,9 @@ struct Templates {
     std::mutex loadLock;
     std::string path;
     bool pathFound = false;
-    bool loaded = false;  // the package was looked at
-    bool usable = false;  // ... and ICU holds it
-    bool registered = false;  // ICU holds a package under our name
+    bool loaded = false;     // the package was looked at
+    bool usable = false;     // ... and ICU holds it
+    bool registered = false; // ICU holds a package under our name
 };
 
 Templates& templates() {

@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <unicode/ucnv.h>
 #include <unicode/uset.h>
 
@@ -91,7 +93,8 @@ TEST(DatabaseCharSetsTest, EveryNameOpensOrIsListedWithoutMapping) {
     for (int i = 0; i < kRows; ++i) {
         const ULibCharSet cs = ULibCharSet(kFirst + i);
         const Row& row = rows[i];
-        ASSERT_EQ(row.name, CharSetTable::toConverterName(cs)) << "the name table follows the block";
+        ASSERT_EQ(row.name, CharSetTable::toConverterName(cs))
+            << "the name table follows the block";
         CSConverter cnv(cs);
         if (row.counterpart == "-") {
             EXPECT_TRUE(cnv.isDefaultConverter()) << row.name << " opens: give it its counterpart";
@@ -178,7 +181,7 @@ TEST(DatabaseCharSetsTest, GeneratedSetsGetDirectConverters) {
         std::string bytes;
         std::string utf8;
     } cases[] = {
-        {"we8ebcdic37", "\xC1\xC2\x81\x40\x9F", "ABa \xC2\xA4"},         // single byte, EBCDIC
+        {"we8ebcdic37", "\xC1\xC2\x81\x40\x9F", "ABa \xC2\xA4"},        // single byte, EBCDIC
         {"ja16sjis", "A\x82\xA0\x88\x9F", "A\xE3\x81\x82\xE4\xBA\x9C"}, // multi-byte
     };
     for (const auto& c : cases) {
@@ -203,8 +206,11 @@ TEST(DatabaseCharSetsTest, NamesAreFoundInAnyCaseButNotWithBlanks) {
         const char* name;
         int expected;
     } cases[] = {
-        {"WE8ISO8859P1", 10203}, {"We8MsWin1252", 10208}, {"ZHT16BIG5", 10220},
-        {" we8iso8859p1", ULIB_CS_INVALID}, {"we8iso8859p1 ", ULIB_CS_INVALID},
+        {"WE8ISO8859P1", 10203},
+        {"We8MsWin1252", 10208},
+        {"ZHT16BIG5", 10220},
+        {" we8iso8859p1", ULIB_CS_INVALID},
+        {"we8iso8859p1 ", ULIB_CS_INVALID},
         {"we8 iso8859p1", ULIB_CS_INVALID},
     };
     for (const auto& c : cases)
@@ -254,8 +260,7 @@ TEST(DatabaseCharSetsTest, DamagedOrMissingPackageLeavesTheStandIn) {
         {"empty", "cl8koi8r", true, std::string()},
         {"missing", "el8mswin1253", false, std::string()},
     };
-    const fs::path dir = fs::temp_directory_path() /
-                         ("qzcharsets-" + std::to_string(::getpid()));
+    const fs::path dir = fs::temp_directory_path() / ("qzcharsets-" + std::to_string(::getpid()));
     qztest::FaultCollector faults;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);

@@ -334,9 +334,11 @@ bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
         for (int i = 0; i < root; ++i)
             order[i] = i + 1;
         order[root] = 0;
-        out << "<icu:state>                   " << stateLine(states[root], order, reader.pairs()) << "\n";
+        out << "<icu:state>                   " << stateLine(states[root], order, reader.pairs())
+            << "\n";
         for (int i = 0; i < root; ++i)
-            out << "<icu:state>                   " << stateLine(states[i], order, reader.pairs()) << "\n";
+            out << "<icu:state>                   " << stateLine(states[i], order, reader.pairs())
+                << "\n";
     }
     out << "\nCHARMAP\n";
     std::multimap<std::u16string, const Mapping*> sorted;
