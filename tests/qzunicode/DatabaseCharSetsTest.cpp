@@ -19,6 +19,7 @@
 #include <unicode/ucnv.h>
 #include <unicode/uset.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -26,6 +27,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace qzs::qzlib::qzunicode;
@@ -119,6 +121,8 @@ TEST(DatabaseCharSetsTest, EveryNameOpensOrIsListedWithoutMapping) {
 // read to the same text through the library and write back to the same bytes.
 TEST(DatabaseCharSetsTest, GeneratedSetsMatchTheirCounterparts) {
     int checked = 0;
+    UErrorCode openStatus = U_ZERO_ERROR;
+    UConverter* utf8cnv = ucnv_open("UTF-8", &openStatus);
     for (const Row& row : nameTable()) {
         if (row.counterpart == "-")
             continue;
@@ -168,8 +172,28 @@ TEST(DatabaseCharSetsTest, GeneratedSetsMatchTheirCounterparts) {
                                       static_cast<int>(read.size()), &err));
         ASSERT_EQ(ULIB_OK, err);
         ASSERT_TRUE(written == bytes) << "the round trip changes the bytes";
+
+        // The same through the pair's direct converter, to UTF-8 and back.
+        std::string utf8(expected.size() * 4, '\0');
+        UErrorCode st = U_ZERO_ERROR;
+        utf8.resize(ucnv_fromUChars(utf8cnv, &utf8[0], static_cast<int>(utf8.size()),
+                                    reinterpret_cast<const UChar*>(expected.data()),
+                                    static_cast<int>(expected.size()), &st));
+        std::string viaUtf8(utf8.size() + 8, '\0');
+        viaUtf8.resize(ULIB_CStoCS(ULibCharSet(0), &viaUtf8[0], static_cast<int>(viaUtf8.size()), 0,
+                                   cs, bytes.data(), static_cast<int>(bytes.size()), false, false,
+                                   &err, nullptr));
+        ASSERT_EQ(ULIB_OK, err);
+        ASSERT_TRUE(viaUtf8 == utf8) << "the direct reading differs from the counterpart's";
+        written.assign(bytes.size() + 8, '\0');
+        written.resize(ULIB_CStoCS(cs, &written[0], static_cast<int>(written.size()), 0,
+                                   ULibCharSet(0), utf8.data(), static_cast<int>(utf8.size()),
+                                   false, false, &err, nullptr));
+        ASSERT_EQ(ULIB_OK, err);
+        ASSERT_TRUE(written == bytes) << "the direct round trip changes the bytes";
         ++checked;
     }
+    ucnv_close(utf8cnv);
     EXPECT_GT(checked, 0);
 }
 
@@ -199,6 +223,32 @@ TEST(DatabaseCharSetsTest, GeneratedSetsGetDirectConverters) {
         EXPECT_EQ(ULIB_OK, err);
         EXPECT_EQ(c.bytes, std::string(out, n));
     }
+}
+
+// Threads that open the same sets for the first time at once all get them
+// (the first open loads the package and a set's template under a lock).
+TEST(DatabaseCharSetsTest, FirstOpensRaceSafely) {
+    std::vector<ULibCharSet> sets;
+    for (const Row& row : nameTable())
+        if (row.counterpart != "-")
+            sets.push_back(CharSetTable::toCharSet(row.name.c_str()));
+    std::atomic<int> standIns{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 6; ++t) {
+        threads.emplace_back([&sets, &standIns, t] {
+            for (size_t i = 0; i < sets.size(); ++i) {
+                const ULibCharSet cs = sets[(i * (t + 1)) % sets.size()];
+                CSConverter cnv(cs);
+                unsigned short out[4];
+                ULibError err = ULIB_ERR_UNKNOWN;
+                if (cnv.isDefaultConverter() || cnv.toUTF16(out, 4, "\x40", 1, &err) != 1)
+                    ++standIns;
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    EXPECT_EQ(0, standIns.load());
 }
 
 TEST(DatabaseCharSetsTest, NamesAreFoundInAnyCaseButNotWithBlanks) {
