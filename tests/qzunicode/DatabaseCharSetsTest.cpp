@@ -197,6 +197,48 @@ TEST(DatabaseCharSetsTest, GeneratedSetsMatchTheirCounterparts) {
     EXPECT_GT(checked, 0);
 }
 
+// Under ICU's own callbacks (behaviour 0) text a set cannot hold, and bytes
+// that are no character, come out as the counterpart's do: the same
+// substitutes, the one-byte one included, and the same byte structure.
+TEST(DatabaseCharSetsTest, UnmappableTextSubstitutesAsTheCounterpartDoes) {
+    const std::u16string text = u"A\u0100\u00A6\u4E00\uFFE4\u0E01\u05D0\u0627\u0416\u03A9"
+                                u"\uE000\U00020021\u20AC\u00E9\u3000z";
+    std::string junk;
+    for (int b = 0x7E; b < 0x100; b += 3)
+        junk += {static_cast<char>(b), static_cast<char>(0x100 - b / 2), 'x'};
+    for (const Row& row : nameTable()) {
+        if (row.counterpart == "-")
+            continue;
+        SCOPED_TRACE(row.name);
+        UErrorCode status = U_ZERO_ERROR;
+        UConverter* model = ucnv_open(row.counterpart.c_str(), &status);
+        ASSERT_TRUE(U_SUCCESS(status));
+        char expected[128];
+        int n = ucnv_fromUChars(model, expected, sizeof expected,
+                                reinterpret_cast<const UChar*>(text.data()),
+                                static_cast<int>(text.size()), &status);
+        UChar expectedUnits[512];
+        status = U_ZERO_ERROR;
+        int units = ucnv_toUChars(model, expectedUnits, 512, junk.data(),
+                                  static_cast<int>(junk.size()), &status);
+        ucnv_close(model);
+
+        CSConverter cnv(CharSetTable::toCharSet(row.name.c_str()), ULIB_CNV_DEFAULT, false);
+        char written[128];
+        ULibError err;
+        EXPECT_EQ(
+            std::string(expected, n),
+            std::string(written, cnv.fromUTF16(written, sizeof written,
+                                               reinterpret_cast<const unsigned short*>(text.data()),
+                                               static_cast<int>(text.size()), &err)));
+        unsigned short read[512];
+        const int got = cnv.toUTF16(read, 512, junk.data(), static_cast<int>(junk.size()), &err);
+        EXPECT_TRUE(std::u16string(reinterpret_cast<const char16_t*>(expectedUnits), units) ==
+                    std::u16string(reinterpret_cast<const char16_t*>(read), got))
+            << "bad bytes read differently";
+    }
+}
+
 // A generated set opens as the kind its counterpart is, so the optimised
 // converters build a direct converter for it.
 TEST(DatabaseCharSetsTest, GeneratedSetsGetDirectConverters) {

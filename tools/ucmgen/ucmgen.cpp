@@ -4,7 +4,8 @@
 // has a counterpart among ICU's own converters. The mapping is read from the
 // counterpart itself, byte sequence by byte sequence and code point by code
 // point, so that the file carries its whole repertoire: round trips (|0),
-// fallbacks from Unicode (|1) and mappings to Unicode only (|3). For
+// fallbacks from Unicode (|1), characters written as the one-byte
+// substitute (|2) and mappings to Unicode only (|3). For
 // multi-byte sets the state table that makeconv needs is rebuilt from the
 // byte structure the counterpart accepts.
 //
@@ -237,6 +238,74 @@ const char* className(UConverterType type) {
     }
 }
 
+// The characters of the BMP outside `set` that the counterpart writes as a
+// single byte other than its substitution: that byte is its <subchar1>, and
+// each such character a |2 mapping. One conversion of them all tells
+// whether there is any, before they are tried one by one.
+std::string readSubchar1(UConverter* c, const USet* set, const std::string& substitution,
+                         std::vector<Mapping>& mappings) {
+    std::u16string lacking;
+    for (UChar32 cp = 0; cp <= 0xFFFF; ++cp)
+        if (!U16_IS_SURROGATE(cp) && !uset_contains(set, cp))
+            lacking.push_back(static_cast<char16_t>(cp));
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(c, UCNV_FROM_U_CALLBACK_SUBSTITUTE, nullptr, nullptr, nullptr, &status);
+    ucnv_setFallback(c, true);
+    std::string all(lacking.size() * substitution.size() + 16, '\0');
+    all.resize(ucnv_fromUChars(c, &all[0], static_cast<int>(all.size()),
+                               reinterpret_cast<const UChar*>(lacking.data()),
+                               static_cast<int>(lacking.size()), &status));
+    std::string subchar1;
+    std::string plain;
+    for (size_t i = 0; i < lacking.size(); ++i)
+        plain += substitution;
+    if (U_SUCCESS(status) && all != plain) {
+        for (char16_t unit : lacking) {
+            char out[8];
+            status = U_ZERO_ERROR;
+            int n = ucnv_fromUChars(c, out, sizeof out, reinterpret_cast<const UChar*>(&unit), 1,
+                                    &status);
+            std::string bytes(out, U_SUCCESS(status) ? n : 0);
+            if (bytes.size() == 1 && bytes != substitution) {
+                subchar1 = bytes;
+                mappings.push_back({bytes, std::u16string(1, unit), 2});
+            }
+        }
+    }
+    status = U_ZERO_ERROR;
+    ucnv_setFromUCallBack(c, UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    return subchar1;
+}
+
+bool ebcdicFamily(Reader& reader) {
+    std::u16string upperA;
+    return reader.toUnicode("\xC1", upperA) == Kind::Final && upperA == u"A";
+}
+
+// Whether the counterpart substitutes U+001A for a single byte it cannot
+// read (`root` is its first state; for a stateful set, its single bytes).
+bool readsBadByteAsSub(UConverter* c, const State& root) {
+    bool sub = false;
+    for (int b = 0; b < 256 && !sub; ++b) {
+        if (root[b] != -1 && root[b] != -2)
+            continue;
+        const char byte = static_cast<char>(b);
+        UChar out[4];
+        UErrorCode status = U_ZERO_ERROR;
+        ucnv_setToUCallBack(c, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+        ucnv_toUChars(c, out, 4, &byte, 1, &status);
+        if (U_SUCCESS(status))
+            continue; // a character
+        status = U_ZERO_ERROR;
+        ucnv_setToUCallBack(c, UCNV_TO_U_CALLBACK_SUBSTITUTE, nullptr, nullptr, nullptr, &status);
+        int n = ucnv_toUChars(c, out, 4, &byte, 1, &status);
+        sub = U_SUCCESS(status) && n == 1 && out[0] == 0x1A;
+    }
+    UErrorCode status = U_ZERO_ERROR;
+    ucnv_setToUCallBack(c, UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+    return sub;
+}
+
 bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
     UErrorCode status = U_ZERO_ERROR;
     ConverterPtr cnv(ucnv_open(row.counterpart.c_str(), &status));
@@ -291,7 +360,6 @@ bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
             mappings.push_back({bytes, text, 1});
         }
     }
-    uset_close(set);
 
     char subst[8];
     int8_t substLen = sizeof subst;
@@ -305,6 +373,19 @@ bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
     if (reader.stateful() && substitution.size() == 4)
         substitution = substitution.substr(1, 2);
 
+    // A multi-byte set may write a one-byte substitute (<subchar1>) for some
+    // characters it lacks (|2), where other characters get the full one.
+    std::string subchar1;
+    if (!single) {
+        subchar1 = readSubchar1(c, set, substitution, mappings);
+        // ICU reads a bad single byte as U+001A rather than U+FFFD when the
+        // set has a one-byte substitute, whether or not any character is
+        // written as it: keep that, with the usual byte of the family.
+        if (subchar1.empty() && readsBadByteAsSub(c, reader.states().back()))
+            subchar1 = ebcdicFamily(reader) ? "\x3F" : "\x1A";
+    }
+    uset_close(set);
+
     int minBytes = 8, maxBytes = 0;
     for (const Mapping& m : mappings) {
         minBytes = std::min<int>(minBytes, m.bytes.size());
@@ -314,8 +395,7 @@ bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
         problem = "counterpart " + row.counterpart + " maps nothing";
         return false;
     }
-    std::u16string upperA;
-    const bool ebcdic = reader.toUnicode("\xC1", upperA) == Kind::Final && upperA == u"A";
+    const bool ebcdic = ebcdicFamily(reader);
 
     out << "# The mapping of " << row.name << ", read from ICU's " << ucnv_getName(c, &status)
         << " by ucmgen.\n";
@@ -324,6 +404,8 @@ bool writeMapping(const Row& row, std::ostream& out, std::string& problem) {
     out << "<mb_cur_min>                  " << (reader.stateful() ? 1 : minBytes) << "\n";
     out << "<uconv_class>                 \"" << cls << "\"\n";
     out << "<subchar>                     " << hexBytes(substitution) << "\n";
+    if (!subchar1.empty())
+        out << "<subchar1>                    " << hexBytes(subchar1) << "\n";
     if (ebcdic)
         out << "<icu:charsetFamily>           \"EBCDIC\"\n";
     if (!single && !reader.stateful()) {
