@@ -59,6 +59,7 @@ function(qz_add_test)
   target_link_libraries(${T_NAME} PRIVATE ${QZ_INTERNAL_LIB} qz_test_support GTest::gtest GTest::gmock GTest::gtest_main ${T_LIBS})
   qz_add_build_context(${T_NAME} APPLICATION ${T_APPLICATION})
   qz_place_catalogue(${T_NAME})
+  qz_place_charsets(${T_NAME})
   gtest_discover_tests(${T_NAME} DISCOVERY_TIMEOUT 60
     PROPERTIES ENVIRONMENT "TZ=UTC")
 endfunction()
@@ -70,6 +71,7 @@ function(qz_add_bench)
   target_compile_options(${B_NAME} PRIVATE -Wall -Wextra)
   target_link_libraries(${B_NAME} PRIVATE qzlib benchmark::benchmark ${B_LIBS})
   qz_place_catalogue(${B_NAME})
+  qz_place_charsets(${B_NAME})
 endfunction()
 
 # qz_add_fuzz(NAME name SOURCES file... [LIBS lib...]): a libFuzzer target, on
@@ -81,6 +83,7 @@ function(qz_add_fuzz)
   target_link_options(${F_NAME} PRIVATE -fsanitize=fuzzer)
   target_link_libraries(${F_NAME} PRIVATE ${QZ_INTERNAL_LIB} ${F_LIBS})
   qz_place_catalogue(${F_NAME})
+  qz_place_charsets(${F_NAME})
 endfunction()
 
 # Sanitizers apply to the library and to everything linked with it.

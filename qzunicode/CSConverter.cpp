@@ -7,11 +7,13 @@
 //===----------------------------------------------------------------------===//
 #include "qzunicode/CSConverter.h"
 
+#include "qzstd/MessageSeam.h"
 #include "qzstd/ThreadLocalStorage.h"
 #include "qzunicode/detail/CSConverterEscape.h"
 #include "qzunicode/detail/CSConverterICU.h"
 #include "qzunicode/detail/CSConverterSBCS.h"
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 
@@ -45,6 +47,30 @@ struct Latin1Pairs {
     }
 };
 
+// A set of the table that neither ICU nor the library's package can open is
+// read and written through the ISO-8859-1 stand-in. That is said once per set
+// and process (one flag per row of the table), the first time the set is
+// opened, so that a process reading such a set knows why its text looks as
+// it does, without a message per conversion.
+constexpr int kTableRows = 12 + 125 + 42 + 230;
+
+void tellFallbackOnce(ULibCharSet cs) {
+    static std::atomic<bool> told[kTableRows];
+    int index = 0;
+    for (int b = 0; b < CharSetTable::numBlocks; ++b) {
+        const ULibCharSetBlock& block = CharSetTable::block(b);
+        if (cs >= block.nFirst && cs < block.nFirst + block.nRows) {
+            index += cs - block.nFirst;
+            if (index < kTableRows && !told[index].exchange(true))
+                qzlib::detail::raiseFault(QZ_MESSAGE_SITE("qzunicode", "qzunicode/CSConverter",
+                                                          "CSConverter::CSConverter"),
+                                          1161, block.pRows[cs - block.nFirst].pszConverterName);
+            return;
+        }
+        index += block.nRows;
+    }
+}
+
 struct DefConverterHolder {
     std::unique_ptr<CSConverterSBCS> poConverter;
 };
@@ -64,6 +90,7 @@ CSConverter::CSConverter(ULibCharSet cs, ULibCnvErrBehavior behaviour, bool fall
     } else {
         delete icu;
         m_poImpl = &oDefConverter();
+        tellFallbackOnce(cs);
     }
 }
 

@@ -8,6 +8,7 @@
 #include "qzunicode/detail/CSConverterICU.h"
 
 #include "qzunicode/CSConverter.h"
+#include "qzunicode/detail/CharSetPackage.h"
 
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_err.h>
@@ -78,7 +79,14 @@ const char g_escapeContext[] = "C";
 
 CSConverterICU::CSConverterICU(ULibCharSet cs, ULibCnvErrBehavior behaviour, bool fallback) {
     UErrorCode status = U_ZERO_ERROR;
-    m_poConverter = ucnv_open(icuName(cs), &status);
+    // The database sets are not in ICU's data but in the library's package.
+    if (detail::isPackagedCharSet(cs)) {
+        int packageStatus = U_ZERO_ERROR;
+        m_poConverter = detail::openPackagedConverter(cs, &packageStatus);
+        status = static_cast<UErrorCode>(packageStatus);
+    } else {
+        m_poConverter = ucnv_open(icuName(cs), &status);
+    }
     if (U_FAILURE(status)) {
         if (m_poConverter != nullptr)
             ucnv_close(m_poConverter);
