@@ -19,8 +19,10 @@ export PKG_CONFIG_PATH=$libdir
 g++ -std=c++17 $strict -o "$work/host-pc" "$source/tests/integration/host/host.cpp" \
     $(pkg-config --cflags --libs qzlib)
 "$work/host-pc" "$work/host-pc.act"
-# Installed beside retrace, the host finds the installed catalogue.
+# Installed beside retrace, the host finds the installed catalogue and
+# converter package.
 test -f "$libdir/../qzMessage.dat"
+test -f "$libdir/../qzCharsets.dat"
 cp "$work/host-pc" "$work/prefix/bin/host-pc"
 env -u LD_LIBRARY_PATH "$work/prefix/bin/host-pc" "$work/host-bin.act" catalogue
 

@@ -86,6 +86,19 @@ int main(int argc, char** argv) {
             std::printf("the installed catalogue gave [%s]\n", term);
             return 1;
         }
+        // A database set, from the converter package installed beside the
+        // library.
+        using namespace qzs::qzlib::qzunicode;
+        const ULibCharSet sjis = ULIB_toCharSet("ja16sjis");
+        char utf8[16] = {};
+        ULibError err = ULIB_OK;
+        const int n = ULIB_CStoCS(ULIB_toCharSet("UTF-8"), utf8, sizeof utf8, 0, sjis,
+                                  "\x93\xfa\x96\x7b", 4, false, false, &err, nullptr);
+        if (!ULIB_isSupported(sjis) || n != 6 || std::strcmp(utf8, "\xe6\x97\xa5\xe6\x9c\xac")) {
+            std::printf("ja16sjis from the installed package gave %d bytes, error %d\n", n,
+                        static_cast<int>(err));
+            return 1;
+        }
     }
     std::puts("host ok");
     return 0;
