@@ -136,11 +136,18 @@ void compareWithICUPath(ULibCharSet target, ULibCharSet source, const unsigned c
                                                substitute, &errICU);
     check(nOpt >= 0 && nOpt <= dstBytes);
     check(errOpt == errICU);
-    const int common = nOpt < nICU ? nOpt : nICU;
-    check(std::memcmp(a.data(), b.data(), common) == 0);
-    if (nOpt != nICU)
+    int common = nOpt < nICU ? nOpt : nICU;
+    if (nOpt != nICU) {
+        // On overflow with bad characters handled, the ICU path's search for
+        // what fits may keep less than fits (or more); into an EBCDIC
+        // stateful target the shorter text is then closed by a shift back.
         check(errOpt == ULIB_ERR_BUFFER_OVERFLOW &&
               (substitute || ULIB_getConverterErrorBehavior() != ULIB_CNV_STOP));
+        const std::vector<char>& shorter = nOpt < nICU ? a : b;
+        if (common > 0 && shorter[common - 1] == 0x0F)
+            --common;
+    }
+    check(std::memcmp(a.data(), b.data(), common) == 0);
 }
 
 } // namespace

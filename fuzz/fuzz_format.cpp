@@ -280,7 +280,10 @@ void scanOne(const std::uint8_t* data, std::size_t size) {
         buffers.emplace_back((text.size() + 2) * 10 + 16, '\0');
         targets[i] = buffers.back().data();
     }
-    // 'U' directives take the UStrings: count them in the format's order.
+    // 'U' directives take the UStrings: count them in the format's order, as
+    // the engine reads it (up to a NUL, and a set whose first member is ']'
+    // runs on to the next ']', over any '%' on the way).
+    f.resize(std::strlen(f.c_str()));
     int slot = 0;
     for (std::size_t i = 0; i + 1 < f.size() && slot < 8; ++i) {
         if (f[i] != '%')
@@ -295,6 +298,16 @@ void scanOne(const std::uint8_t* data, std::size_t size) {
             if (f[j] == 'U')
                 targets[slot] = &strings[slot];
             ++slot;
+        }
+        if (f[j] == '[') {
+            std::size_t k = j + 1;
+            if (k < f.size() && f[k] == '^')
+                ++k;
+            if (k < f.size() && f[k] == ']')
+                ++k;
+            while (k < f.size() && f[k] != ']')
+                ++k;
+            j = k;
         }
         i = j;
     }
