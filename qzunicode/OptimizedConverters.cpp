@@ -634,7 +634,7 @@ template <typename V, bool Little> struct UTF16Run {
     void operator()(const unsigned char* in, int& pos, int input, unsigned char* out, int& written,
                     int& room) const {
         int p = pos, w = written;
-        if (flat != nullptr) {
+        if (flat != nullptr && simd::available()) {
             const simd::Progress g = simd::utf16Double(in + p, input - p, out + w, room, flat, Little);
             p += static_cast<int>(g.read);
             w += static_cast<int>(g.written);

@@ -9,6 +9,7 @@
 //===----------------------------------------------------------------------===//
 #include "qzunicode/detail/SimdKernels.h"
 
+#include <atomic>
 #include <cstdint>
 
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
@@ -29,13 +30,21 @@ namespace simd {
 
 #ifdef QZ_SIMD_KERNELS
 
+namespace {
+std::atomic<bool> g_enabled{true};
+} // namespace
+
 bool available() {
     static const bool yes = [] {
         __builtin_cpu_init();
         return __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi") &&
                __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
     }();
-    return yes;
+    return yes && g_enabled.load(std::memory_order_relaxed);
+}
+
+void setEnabled(bool on) {
+    g_enabled.store(on, std::memory_order_relaxed);
 }
 
 namespace {
@@ -246,6 +255,7 @@ Progress utf16Double(const unsigned char* in, std::size_t n, unsigned char* out,
 bool available() {
     return false;
 }
+void setEnabled(bool) {}
 Progress translate(const unsigned char*, std::size_t, unsigned char*, std::size_t,
                    const unsigned char*) {
     return {0, 0};

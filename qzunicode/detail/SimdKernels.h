@@ -22,6 +22,10 @@ namespace simd {
 /// BMI2). Decided once per process; false under tools that hide them.
 bool available();
 
+/// Turns the kernels off, or back on where the processor has them, for the
+/// whole process: for tests that run the per-character loops alone.
+void setEnabled(bool on);
+
 /// How far a kernel went: source bytes read and target bytes written.
 struct Progress {
     std::size_t read;

@@ -12,6 +12,7 @@
 #include "qzunicode/ULib.h"
 #include "qzunicode/detail/ICUPath.h"
 #include "qzunicode/detail/OptimizedConverters.h"
+#include "qzunicode/detail/SimdKernels.h"
 
 #include <gtest/gtest.h>
 
@@ -312,8 +313,17 @@ std::string westernUTF8(std::mt19937& rng, int chars) {
 
 // Scenario: texts of several 64-byte blocks, where the wide loops run: a bad
 // byte or a character cut at a block's edge, ASCII blocks, and targets that
-// end inside a block all come out as through the ICU path.
+// end inside a block all come out as through the ICU path, with the wide
+// loops and (on a fresh thread, whose converters are built anew) without.
+void longTextsMatchTheICUPath();
 TEST(OptimizedConverterTest, LongTextsMatchTheICUPath) {
+    longTextsMatchTheICUPath();
+    simd::setEnabled(false);
+    std::thread(longTextsMatchTheICUPath).join();
+    simd::setEnabled(true);
+}
+
+void longTextsMatchTheICUPath() {
     SettingsGuard guard;
     const Pair pairs[] = {{1047, 1032}, {1000, 1032}, {1017, 1047}, {1032, 0},   {1032, 1},
                           {1003, 2},    {1017, 5000}, {1032, 5},    {0, 1047},   {0, 1032},
