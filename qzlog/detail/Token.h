@@ -26,7 +26,22 @@ public:
     TextSink& operator=(const TextSink&) = delete;
 
     void append(const char* text, size_t n) {
-        if (n <= static_cast<size_t>(m_buffer + sizeof m_buffer - m_p)) {
+        const size_t room = static_cast<size_t>(m_buffer + sizeof m_buffer - m_p);
+        if (n <= 16 && room >= 16) {
+            // Most pieces of a line are short: two overlapping fixed-size
+            // moves cost less than a call to memcpy.
+            if (n >= 8) {
+                std::memcpy(m_p, text, 8);
+                std::memcpy(m_p + n - 8, text + n - 8, 8);
+            } else if (n >= 4) {
+                std::memcpy(m_p, text, 4);
+                std::memcpy(m_p + n - 4, text + n - 4, 4);
+            } else {
+                for (size_t i = 0; i < n; ++i)
+                    m_p[i] = text[i];
+            }
+            m_p += n;
+        } else if (n <= room) {
             std::memcpy(m_p, text, n);
             m_p += n;
         } else {
