@@ -366,6 +366,24 @@ bool isBlank(char c) {
 } // namespace
 
 void LoggingEvent::format(std::string& out) const {
+    {
+        detail::TextSink sink(out);
+        render(sink);
+    }
+    // Trim the whole of `out`: trailing, then leading.
+    if (out.empty() || !(isBlank(out.back()) || isBlank(out.front())))
+        return;
+    static const char blanks[] = "\r\n\t ";
+    size_t end = out.find_last_not_of(blanks);
+    if (end == std::string::npos) {
+        out.clear();
+        return;
+    }
+    out.erase(end + 1);
+    out.erase(0, out.find_first_not_of(blanks));
+}
+
+void LoggingEvent::render(detail::TextSink& sink) const {
     const LocationDependentAttributes* location = attributes.location;
     const char* cursor = location && location->format ? location->format : "";
     const unsigned int argCount = location ? location->argCount : 0;
@@ -374,7 +392,6 @@ void LoggingEvent::format(std::string& out) const {
     format_t scratch;
     char quick[32];
     {
-        detail::TextSink sink(out);
         for (;;) {
             // One pass to the next conversion or the end of the format.
             const char* percent = cursor;
@@ -468,17 +485,6 @@ void LoggingEvent::format(std::string& out) const {
                 ++cursor;
         }
     }
-    // Trim the whole of `out`: trailing, then leading.
-    if (out.empty() || !(isBlank(out.back()) || isBlank(out.front())))
-        return;
-    static const char blanks[] = "\r\n\t ";
-    size_t end = out.find_last_not_of(blanks);
-    if (end == std::string::npos) {
-        out.clear();
-        return;
-    }
-    out.erase(end + 1);
-    out.erase(0, out.find_first_not_of(blanks));
 }
 
 } // namespace qzlog

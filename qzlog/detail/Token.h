@@ -66,6 +66,12 @@ public:
     }
     /// Characters written so far, through the sink or before it.
     size_t size() const { return m_out.size() + static_cast<size_t>(m_p - m_buffer); }
+    /// Trims "\r\t " from both ends of what was written since `mark` (a
+    /// size()). Answers false, changing nothing, when that text holds a
+    /// newline or no longer lies wholly in the buffer.
+    bool trimSince(size_t mark);
+    /// Forgets everything written since `mark` (a size()).
+    void rollback(size_t mark);
     /// Characters since the last newline: the column the next text starts at.
     size_t column() const;
 
