@@ -386,6 +386,7 @@ void LoggingEvent::format(std::string& out) const {
 void LoggingEvent::render(detail::TextSink& sink) const {
     const LocationDependentAttributes* location = attributes.location;
     const char* cursor = location && location->format ? location->format : "";
+    const char* const end = cursor + std::strlen(cursor);
     const unsigned int argCount = location ? location->argCount : 0;
     unsigned int index = 0;
     Token token;
@@ -393,13 +394,15 @@ void LoggingEvent::render(detail::TextSink& sink) const {
     char quick[32];
     {
         for (;;) {
-            // One pass to the next conversion or the end of the format.
-            const char* percent = cursor;
-            while (*percent != '%' && *percent != '\0')
-                ++percent;
-            sink.append(cursor, static_cast<size_t>(percent - cursor));
-            if (*percent == '\0')
+            // The end of the format is known: each literal run is one
+            // memchr, not a scan for two characters at a time.
+            const char* percent =
+                static_cast<const char*>(std::memchr(cursor, '%', static_cast<size_t>(end - cursor)));
+            if (!percent) {
+                sink.append(cursor, static_cast<size_t>(end - cursor));
                 break;
+            }
+            sink.append(cursor, static_cast<size_t>(percent - cursor));
             cursor = percent + 1;
             // Most conversions carry no flags: skip the parse for them.
             const char first = *cursor;
