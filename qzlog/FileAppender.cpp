@@ -229,7 +229,8 @@ long RollingFileAppender::sizeForWrite(unsigned long size) {
         ownSinceStat = 0;
         const long room = near - measured;
         const long perWrite = 4 * pace * static_cast<long>(size > 0 ? size : 1);
-        const long cap = known ? static_cast<long>(StatInterval) : static_cast<long>(FirstStatInterval);
+        const long cap =
+            known ? static_cast<long>(StatInterval) : static_cast<long>(FirstStatInterval);
         const long writes = room > 0 ? room / perWrite : 0;
         statCountdown = static_cast<unsigned int>(std::min(writes, cap));
     } else {

@@ -338,8 +338,8 @@ namespace {
 // conversion that takes the stored type, without the general path: no
 // scratch record and no second pass for the length. Answers false for
 // anything else, which the general path then renders.
-inline bool quickArgument(const unsigned char* data, LogDataType type, char* buffer, const char*& result,
-                          size_t& length) {
+inline bool quickArgument(const unsigned char* data, LogDataType type, char* buffer,
+                          const char*& result, size_t& length) {
     switch (type) {
     case LogInt: length = i32ToString(readAs<int32_t>(data), buffer); break;
     case LogUnsignedInt: length = u32ToString(readAs<uint32_t>(data), buffer); break;
@@ -396,8 +396,8 @@ void LoggingEvent::render(detail::TextSink& sink) const {
         for (;;) {
             // The end of the format is known: each literal run is one
             // memchr, not a scan for two characters at a time.
-            const char* percent =
-                static_cast<const char*>(std::memchr(cursor, '%', static_cast<size_t>(end - cursor)));
+            const char* percent = static_cast<const char*>(
+                std::memchr(cursor, '%', static_cast<size_t>(end - cursor)));
             if (!percent) {
                 sink.append(cursor, static_cast<size_t>(end - cursor));
                 break;

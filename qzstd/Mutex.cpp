@@ -101,7 +101,8 @@ void Spinlock::Unlock() {
 
 namespace {
 long futex(std::atomic<int>* word, int op, int value) {
-    return ::syscall(SYS_futex, reinterpret_cast<int*>(word), op | FUTEX_PRIVATE_FLAG, value, nullptr, nullptr, 0);
+    return ::syscall(SYS_futex, reinterpret_cast<int*>(word), op | FUTEX_PRIVATE_FLAG, value,
+                     nullptr, nullptr, 0);
 }
 } // namespace
 
@@ -112,7 +113,8 @@ bool FastMutex::TryLock() {
         return true;
     }
     int expected = 0;
-    if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+    if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                         std::memory_order_relaxed))
         return false;
     m_owner.store(self, std::memory_order_relaxed);
     m_depth = 1;
@@ -125,7 +127,8 @@ void FastMutex::lockContended() {
     for (int spin = 0; spin < 100; ++spin) {
         int expected = 0;
         if (m_state.load(std::memory_order_relaxed) == 0 &&
-            m_state.compare_exchange_weak(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+            m_state.compare_exchange_weak(expected, 1, std::memory_order_acquire,
+                                          std::memory_order_relaxed))
             return;
 #if defined(__x86_64__) || defined(__i386__)
         __builtin_ia32_pause();

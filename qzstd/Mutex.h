@@ -88,7 +88,8 @@ public:
             return;
         }
         int expected = 0;
-        if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire, std::memory_order_relaxed))
+        if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                             std::memory_order_relaxed))
             lockContended();
         m_owner.store(self, std::memory_order_relaxed);
         m_depth = 1;

@@ -13,8 +13,8 @@
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <vector>
 #include <unistd.h>
+#include <vector>
 
 using namespace qzs::qzlib::qzlog;
 using qztest::readFile;

@@ -9,10 +9,10 @@
 #include "LogTestUtil.h"
 
 #include "qzlog/Appender.h"
-#include "qzlog/detail/ConfigurationPause.h"
-#include "qzlog/detail/LogBuffer.h"
 #include "qzlog/LogMacros.h"
 #include "qzlog/LoggingPause.h"
+#include "qzlog/detail/ConfigurationPause.h"
+#include "qzlog/detail/LogBuffer.h"
 #include "qzmsg/CAppContext.h"
 
 #include <gtest/gtest.h>

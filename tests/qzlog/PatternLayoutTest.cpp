@@ -152,8 +152,8 @@ TEST_F(PatternLayoutTest, MessageIsTrimmedWhereverItStands) {
     };
     unsigned short line = 1000; // a line of its own for each format
     for (const auto& c : cases) {
-        LoggingEvent event(LogBufferImpl::getThreadContext(0), c.message, __FILE__, "testFunction", ++line, 1,
-                           March1st, abc->id, Level::Info);
+        LoggingEvent event(LogBufferImpl::getThreadContext(0), c.message, __FILE__, "testFunction",
+                           ++line, 1, March1st, abc->id, Level::Info);
         event.addDetail(LogString, longText.c_str(), longText.size() + 1);
         EXPECT_EQ(render(c.pattern, event), c.expected) << c.message << " under " << c.pattern;
     }

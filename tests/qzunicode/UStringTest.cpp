@@ -348,7 +348,8 @@ TEST(UStringTest, PooledBodiesGoBackToThePool) {
     }).join();
     EXPECT_GE(UString::uStrImpl::m_poPool->getFreeItems(), freeAtStart);
     // No pooled string lives now, on any thread.
-    EXPECT_EQ(UString::uStrImpl::m_poPool->getFreeItems(), UString::uStrImpl::m_poPool->getTotalItems());
+    EXPECT_EQ(UString::uStrImpl::m_poPool->getFreeItems(),
+              UString::uStrImpl::m_poPool->getTotalItems());
     EXPECT_EQ(text(before), "made before the pool");
 }
 
