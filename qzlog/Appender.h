@@ -87,7 +87,8 @@ public:
 
     Filter* filters;
     Layout* layout;
-    MultiThreading::Mutex lock;
+    /// Serialises output. A FastMutex: it is taken once for every event.
+    MultiThreading::FastMutex lock;
     std::string name;
     unsigned char threshold;
     bool enabled;

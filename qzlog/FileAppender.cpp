@@ -8,6 +8,7 @@
 #include "qzmsg/Messages.h"
 #include "qzstd/fileutl.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -161,7 +162,7 @@ long FileAppender::getCurrentFileSize() const {
 
 RollingFileAppender::RollingFileAppender(const char* name)
     : FileAppender(name), maxBackupIndex(1), maxFileSize(0x7D000000u), rolling(false),
-      estimatedSize(0), statCountdown(0) {}
+      estimatedSize(0), statCountdown(0), statSize(0), ownSinceStat(0) {}
 
 void RollingFileAppender::reset() {
     FileAppender::reset();
@@ -203,20 +204,39 @@ void RollingFileAppender::activateOptions() {
 }
 
 long RollingFileAppender::sizeForWrite(unsigned long size) {
-    // Decision: the size is read by fstat only when it can matter. Far from
-    // the limit the size is estimated from the last fstat plus this
-    // appender's own writes since, and read again at least every
-    // StatInterval writes; within StatMargin of the limit it is read at every
-    // write. Other processes may append meanwhile; they check the size of
-    // their own writes the same way, and the margin covers the rest.
+    // Decision: the size is read by fstat only when it can matter. Between
+    // two reads it is estimated from the last read plus this appender's own
+    // writes since. The next read is due after as many writes as could fill
+    // a quarter of the room left before the limit at the pace the file grew
+    // since the last read: when other processes write the file too, it grows
+    // faster than this appender writes, and the reads come sooner. Right
+    // after an open the pace is unknown and the reads come every
+    // FirstStatInterval writes. Within StatMargin of the limit every write
+    // reads it, so each process still stops at the limit; the roll itself
+    // is guarded by the file lock.
     const long near =
         static_cast<long>(maxFileSize) - 2 * static_cast<long>(size) - 2048 - StatMargin;
     if (statCountdown == 0 || estimatedSize >= near) {
-        estimatedSize = getCurrentFileSize();
-        statCountdown = StatInterval;
+        // No write since the last read: this is the first after an open.
+        const bool known = ownSinceStat > 0;
+        const long measured = getCurrentFileSize();
+        const long growth = measured - statSize;
+        long pace = 1;
+        if (ownSinceStat > 0 && growth > ownSinceStat)
+            pace = std::min(growth / ownSinceStat + 1, 1L << 20);
+        estimatedSize = measured;
+        statSize = measured;
+        ownSinceStat = 0;
+        const long room = near - measured;
+        const long perWrite = 4 * pace * static_cast<long>(size > 0 ? size : 1);
+        const long cap =
+            known ? static_cast<long>(StatInterval) : static_cast<long>(FirstStatInterval);
+        const long writes = room > 0 ? room / perWrite : 0;
+        statCountdown = static_cast<unsigned int>(std::min(writes, cap));
     } else {
         --statCountdown;
     }
+    ownSinceStat += static_cast<long>(size);
     return estimatedSize;
 }
 
@@ -224,6 +244,7 @@ void RollingFileAppender::write(const void* bytes, unsigned long size) {
     if (!file) {
         activateOptions();
         statCountdown = 0;
+        ownSinceStat = 0;
     }
     if (maxFileSize == 0) {
         WriterAppender::write(bytes, size);
@@ -285,6 +306,7 @@ void RollingFileAppender::rollOver() {
         close();
         activateOptions();
         statCountdown = 0;
+        ownSinceStat = 0;
         rolling = false;
         return;
     }
@@ -307,6 +329,7 @@ void RollingFileAppender::rollOver() {
         activateOptions();
     }
     statCountdown = 0;
+    ownSinceStat = 0;
     rolling = false;
 }
 

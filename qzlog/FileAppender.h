@@ -123,8 +123,11 @@ public:
     unsigned int maxFileSize;
     bool rolling;
 
-    /// Writes between size reads while far from the limit.
-    static constexpr unsigned int StatInterval = 16;
+    /// Most writes between two size reads, however far the limit is.
+    static constexpr unsigned int StatInterval = 1024;
+    /// Writes before the first size read after an open, while the pace of
+    /// other writers is not known yet.
+    static constexpr unsigned int FirstStatInterval = 16;
     /// Within this many bytes of the limit, every write reads the size.
     static constexpr long StatMargin = 64 * 1024;
 
@@ -132,6 +135,10 @@ private:
     long sizeForWrite(unsigned long size);
     long estimatedSize;
     unsigned int statCountdown;
+    /// The size at the last read, and this appender's bytes since then: how
+    /// fast the file grows against this appender's own share.
+    long statSize;
+    long ownSinceStat;
 };
 
 /// A file whose name is the base name plus a date pattern, rendered in local

@@ -162,7 +162,9 @@ public:
 
     Logger* parent;
     Impl* impl;
-    MultiThreading::Mutex lock;
+    /// Guards the appender list. A FastMutex: every event that meets an
+    /// appender of this logger takes it.
+    MultiThreading::FastMutex lock;
     unsigned short id;
     unsigned char ownLevelByte;
     unsigned char* effectiveLevel;

@@ -332,24 +332,88 @@ void LoggingEvent::format(const unsigned char* data, LogDataType type, format_t&
     }
 }
 
+namespace {
+
+// Renders the common case of one argument, a decimal or a text under a
+// conversion that takes the stored type, without the general path: no
+// scratch record and no second pass for the length. Answers false for
+// anything else, which the general path then renders.
+inline bool quickArgument(const unsigned char* data, LogDataType type, char* buffer,
+                          const char*& result, size_t& length) {
+    switch (type) {
+    case LogInt: length = i32ToString(readAs<int32_t>(data), buffer); break;
+    case LogUnsignedInt: length = u32ToString(readAs<uint32_t>(data), buffer); break;
+    case LogLong: length = i64ToString(readAs<int64_t>(data), buffer); break;
+    case LogUnsignedLong: length = u64ToString(readAs<uint64_t>(data), buffer); break;
+    case LogShort: length = i16ToString(readAs<int16_t>(data), buffer); break;
+    case LogUnsignedShort: length = u16ToString(readAs<uint16_t>(data), buffer); break;
+    case LogString:
+        // A text given as it stands is not indented, even with newlines.
+        result = reinterpret_cast<const char*>(data);
+        length = std::strlen(result);
+        return true;
+    default:
+        return false;
+    }
+    result = buffer;
+    return true;
+}
+
+bool isBlank(char c) {
+    return c == ' ' || c == '\n' || c == '\t' || c == '\r';
+}
+
+} // namespace
+
 void LoggingEvent::format(std::string& out) const {
+    {
+        detail::TextSink sink(out);
+        render(sink);
+    }
+    // Trim the whole of `out`: trailing, then leading.
+    if (out.empty() || !(isBlank(out.back()) || isBlank(out.front())))
+        return;
+    static const char blanks[] = "\r\n\t ";
+    size_t end = out.find_last_not_of(blanks);
+    if (end == std::string::npos) {
+        out.clear();
+        return;
+    }
+    out.erase(end + 1);
+    out.erase(0, out.find_first_not_of(blanks));
+}
+
+void LoggingEvent::render(detail::TextSink& sink) const {
     const LocationDependentAttributes* location = attributes.location;
     const char* cursor = location && location->format ? location->format : "";
+    const char* const end = cursor + std::strlen(cursor);
     const unsigned int argCount = location ? location->argCount : 0;
     unsigned int index = 0;
     Token token;
     format_t scratch;
+    char quick[32];
     {
-        detail::TextSink sink(out);
         for (;;) {
-            const char* percent = std::strchr(cursor, '%');
+            // The end of the format is known: each literal run is one
+            // memchr, not a scan for two characters at a time.
+            const char* percent = static_cast<const char*>(
+                std::memchr(cursor, '%', static_cast<size_t>(end - cursor)));
             if (!percent) {
-                sink.append(cursor, std::strlen(cursor));
+                sink.append(cursor, static_cast<size_t>(end - cursor));
                 break;
             }
             sink.append(cursor, static_cast<size_t>(percent - cursor));
             cursor = percent + 1;
-            token.parseJustification(cursor);
+            // Most conversions carry no flags: skip the parse for them.
+            const char first = *cursor;
+            if (first == '-' || first == '.' || (first >= '0' && first <= '9')) {
+                token.parseJustification(cursor);
+            } else {
+                token.leftAlign = false;
+                token.zeroPad = false;
+                token.width = 0;
+                token.precision = 0;
+            }
             bool usesArgument = true;
             const char* result;
             size_t length;
@@ -363,47 +427,57 @@ void LoggingEvent::format(std::string& out) const {
                 while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
                     ++cursor;
                 const char c = *cursor;
+                bool done = false;
                 scratch.text = nullptr;
                 scratch.buffer[0] = '\0';
-                scratch.longText.clear();
                 switch (c) {
                 case '%':
                     scratch.text = "%";
                     usesArgument = false;
                     break;
                 case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
-                    if (types[index] == LogFloat) {
+                    if (quickArgument(details[index], types[index], quick, result, length)) {
+                        done = true;
+                    } else if (types[index] == LogFloat) {
+                        scratch.longText.clear();
                         formatFloat(details[index], token.width, token.precision, scratch);
                         token.leftAlign = false;
                         token.zeroPad = false;
                         token.width = 0;
                         token.precision = 0;
                     } else {
+                        scratch.longText.clear();
                         format(details[index], types[index], scratch, 0);
                     }
                     break;
                 case 'X': case 'c': case 'o': case 'x':
+                    scratch.longText.clear();
                     format(details[index], types[index], scratch, c);
                     break;
                 default:
+                    scratch.longText.clear();
                     std::memcpy(scratch.buffer, "%?_?", 5);
                     scratch.buffer[2] = c;
                     break;
                 }
-                if (scratch.text) {
+                if (done) {
+                    // Decimals and texts taken as they stand: nothing to indent.
+                } else if (scratch.text) {
                     result = scratch.text;
                     length = std::strlen(result);
                 } else {
-                    // A result of several lines lines up under its first line.
-                    if (scratch.longText.empty() && std::strchr(scratch.buffer, '\n'))
-                        scratch.longText = scratch.buffer;
+                    if (scratch.longText.empty()) {
+                        length = std::strlen(scratch.buffer);
+                        // A result of several lines lines up under its first line.
+                        if (std::memchr(scratch.buffer, '\n', length))
+                            scratch.longText.assign(scratch.buffer, length);
+                    }
                     if (!scratch.longText.empty()) {
                         Token::indentLines(scratch.longText, sink.column());
                         result = scratch.longText.c_str();
                         length = std::strlen(result);
                     } else {
                         result = scratch.buffer;
-                        length = std::strlen(result);
                     }
                 }
             }
@@ -413,19 +487,6 @@ void LoggingEvent::format(std::string& out) const {
             if (*cursor)
                 ++cursor;
         }
-    }
-    // Trim the whole of `out`: trailing, then leading.
-    static const char blanks[] = "\r\n\t ";
-    if (out.empty())
-        return;
-    if (std::strchr(blanks, out.back()) || std::strchr(blanks, out.front())) {
-        size_t end = out.find_last_not_of(blanks);
-        if (end == std::string::npos) {
-            out.clear();
-            return;
-        }
-        out.erase(end + 1);
-        out.erase(0, out.find_first_not_of(blanks));
     }
 }
 

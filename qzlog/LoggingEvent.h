@@ -22,6 +22,9 @@ class JsonValue;
 
 namespace qzs {
 namespace qzlib {
+namespace detail {
+class TextSink;
+} // namespace detail
 namespace MultiThreading {
 class Mutex;
 }
@@ -143,6 +146,10 @@ public:
     /// Appends the message text to `out` and trims "\r\n\t " from both ends of
     /// the whole of `out`, which is why `out` should be empty on entry.
     void format(std::string& out) const;
+    /// The message text, untrimmed, appended to `sink`: what format(out)
+    /// appends before it trims. A multi-line argument is indented by the
+    /// sink's column.
+    void render(detail::TextSink& sink) const;
     /// Renders one stored argument into `scratch` (text, buffer or longText).
     void format(const unsigned char* data, LogDataType type, format_t& scratch, char conversion) const;
     void formatFloat(const unsigned char* data, unsigned int width, unsigned int precision,

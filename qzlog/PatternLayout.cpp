@@ -275,6 +275,16 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             continue;
         }
         case 'm': {
+            if (token.width == 0 && token.precision == 0) {
+                // Straight into the line. A message of several lines, or
+                // one too long for the sink's buffer, takes the way below,
+                // which indents its lines under its start.
+                const size_t mark = sink.size();
+                event->render(sink);
+                if (sink.trimSince(mark))
+                    continue;
+                sink.rollback(mark);
+            }
             std::string& message = impl->scratch;
             message.clear();
             event->format(message);

@@ -147,6 +147,34 @@ void Token::justify(const char* value, size_t n, detail::TextSink& out) const {
 
 } // namespace qzlog
 
+bool detail::TextSink::trimSince(size_t mark) {
+    if (mark < m_out.size())
+        return false;
+    char* start = m_buffer + (mark - m_out.size());
+    if (std::memchr(start, '\n', static_cast<size_t>(m_p - start)))
+        return false;
+    auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    while (m_p != start && blank(m_p[-1]))
+        --m_p;
+    char* first = start;
+    while (first != m_p && blank(*first))
+        ++first;
+    if (first != start) {
+        std::memmove(start, first, static_cast<size_t>(m_p - first));
+        m_p -= first - start;
+    }
+    return true;
+}
+
+void detail::TextSink::rollback(size_t mark) {
+    if (mark >= m_out.size()) {
+        m_p = m_buffer + (mark - m_out.size());
+    } else {
+        m_out.resize(mark);
+        m_p = m_buffer;
+    }
+}
+
 size_t detail::TextSink::column() const {
     for (const char* p = m_p; p != m_buffer;)
         if (*--p == '\n')

@@ -10,6 +10,10 @@
 #include "qzstd/Thread.h"
 
 #include <cerrno>
+#include <climits>
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace qzs {
 namespace qzlib {
@@ -93,6 +97,53 @@ bool Spinlock::TryLock() {
 void Spinlock::Unlock() {
     if (int rc = pthread_spin_unlock(&m_lock))
         Thread::IssueError(rc);
+}
+
+namespace {
+long futex(std::atomic<int>* word, int op, int value) {
+    return ::syscall(SYS_futex, reinterpret_cast<int*>(word), op | FUTEX_PRIVATE_FLAG, value,
+                     nullptr, nullptr, 0);
+}
+} // namespace
+
+bool FastMutex::TryLock() {
+    const pthread_t self = pthread_self();
+    if (m_owner.load(std::memory_order_relaxed) == self) {
+        ++m_depth;
+        return true;
+    }
+    int expected = 0;
+    if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                         std::memory_order_relaxed))
+        return false;
+    m_owner.store(self, std::memory_order_relaxed);
+    m_depth = 1;
+    return true;
+}
+
+void FastMutex::lockContended() {
+    // Holders keep this lock for a short while: spin a little before paying
+    // for a sleep and a wake-up.
+    for (int spin = 0; spin < 100; ++spin) {
+        int expected = 0;
+        if (m_state.load(std::memory_order_relaxed) == 0 &&
+            m_state.compare_exchange_weak(expected, 1, std::memory_order_acquire,
+                                          std::memory_order_relaxed))
+            return;
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    }
+    // Mark the lock as having a sleeper before each sleep, so that the
+    // holder's release wakes one. A spurious or interrupted wake-up only
+    // loops.
+    while (m_state.exchange(2, std::memory_order_acquire) != 0)
+        futex(&m_state, FUTEX_WAIT, 2);
+}
+
+void FastMutex::wakeWaiter() {
+    m_state.store(0, std::memory_order_release);
+    futex(&m_state, FUTEX_WAKE, 1);
 }
 
 } // namespace MultiThreading

@@ -13,6 +13,8 @@
 
 #include <pthread.h>
 
+#include <atomic>
+
 namespace qzs {
 namespace qzlib {
 namespace MultiThreading {
@@ -63,12 +65,64 @@ private:
     pthread_spinlock_t m_lock;
 };
 
-/// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock).
+/// A recursive lock for short sections on hot paths, such as the log call.
+/// Taking and releasing it when no other thread holds it is one atomic
+/// operation each, inline; a thread that finds it taken spins briefly and
+/// then sleeps on a futex. Same contract as a Recursive Mutex: the owner may
+/// take it again and releases it as often; Unlock by another thread than the
+/// owner is misuse and is ignored. It cannot be waited on with a condition
+/// variable (no native handle). Not shared between processes.
+class QZ_API FastMutex {
+public:
+    FastMutex() = default;
+    ~FastMutex() = default;
+    FastMutex(const FastMutex&) = delete;
+    FastMutex& operator=(const FastMutex&) = delete;
+
+    void Lock() {
+        const pthread_t self = pthread_self();
+        // Only this thread ever stores its own id, so reading it back means
+        // this thread holds the lock.
+        if (m_owner.load(std::memory_order_relaxed) == self) {
+            ++m_depth;
+            return;
+        }
+        int expected = 0;
+        if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                             std::memory_order_relaxed))
+            lockContended();
+        m_owner.store(self, std::memory_order_relaxed);
+        m_depth = 1;
+    }
+    /// True if taken (or already held by this thread).
+    bool TryLock();
+    void Unlock() {
+        if (m_owner.load(std::memory_order_relaxed) != pthread_self())
+            return;
+        if (--m_depth != 0)
+            return;
+        m_owner.store(pthread_t(), std::memory_order_relaxed);
+        if (m_state.fetch_sub(1, std::memory_order_release) != 1)
+            wakeWaiter();
+    }
+
+private:
+    void lockContended();
+    void wakeWaiter();
+
+    // 0 free, 1 held, 2 held and a thread may sleep on it.
+    std::atomic<int> m_state{0};
+    std::atomic<pthread_t> m_owner{pthread_t()};
+    unsigned int m_depth = 0;
+};
+
+/// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock,
+/// 3 FastMutex).
 /// Locks in the constructor; unlocks the right kind in the destructor unless
 /// the pointer is null or release() was called.
 class QZ_API ScopedLock {
 public:
-    enum Kind { KindMutex = 1, KindSpinlock = 2 };
+    enum Kind { KindMutex = 1, KindSpinlock = 2, KindFast = 3 };
 
     explicit ScopedLock(Mutex* m) : m_lock(m), m_kind(KindMutex) {
         if (m)
@@ -80,6 +134,7 @@ public:
             s->Lock();
     }
     explicit ScopedLock(Spinlock& s) : ScopedLock(&s) {}
+    explicit ScopedLock(FastMutex& f) : m_lock(&f), m_kind(KindFast) { f.Lock(); }
     ~ScopedLock() { unlock(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
@@ -90,6 +145,8 @@ public:
             return;
         if (m_kind == KindMutex)
             static_cast<Mutex*>(m_lock)->Unlock();
+        else if (m_kind == KindFast)
+            static_cast<FastMutex*>(m_lock)->Unlock();
         else
             static_cast<Spinlock*>(m_lock)->Unlock();
         m_lock = nullptr;

@@ -210,6 +210,50 @@ void UString::uStrImpl::reset() {
     m_eErrBehavior = ULIB_CNV_DEFAULT;
 }
 
+namespace {
+
+// Pooled bodies that this thread gave back, kept for its next strings: a
+// string made and dropped on one thread then takes no lock for its body.
+// Plain data, so that it is usable until the thread's very end; the
+// returner below gives the bodies to the pool when the thread ends, and
+// from then on bodies go straight to the pool.
+struct BodyCache {
+    static constexpr int Capacity = 32;
+    UString::uStrImpl* bodies[Capacity];
+    int count;
+    bool armed;
+    bool closed;
+};
+// Initial-exec, as the log context is: a plain load, no lookup call.
+__attribute__((tls_model("initial-exec"))) thread_local BodyCache t_bodies;
+
+struct BodyCacheReturner {
+    bool armed = false;
+    ~BodyCacheReturner() {
+        t_bodies.closed = true;
+        while (t_bodies.count > 0) {
+            UString::uStrImpl* body = t_bodies.bodies[--t_bodies.count];
+            body->m_poOwnerPool->returnItem(body);
+        }
+    }
+};
+thread_local BodyCacheReturner t_returner;
+
+bool keepBody(UString::uStrImpl* body) {
+    BodyCache& cache = t_bodies;
+    if (cache.closed || cache.count == BodyCache::Capacity)
+        return false;
+    if (!cache.armed) {
+        // Makes the returner, so that it runs at the thread's end.
+        cache.armed = true;
+        t_returner.armed = true;
+    }
+    cache.bodies[cache.count++] = body;
+    return true;
+}
+
+} // namespace
+
 UString::uStrImpl* UString::uStrImpl::incRef() {
     m_nRefCount.fetch_add(1, std::memory_order_relaxed);
     return this;
@@ -226,13 +270,16 @@ void UString::uStrImpl::decRef() {
         return;
     }
     m_pSecondary = nullBytes();
-    m_poOwnerPool->returnItem(this);
+    if (!keepBody(this))
+        m_poOwnerPool->returnItem(this);
 }
 
 UString::uStrImpl* UString::uStrImpl::acquire() {
     uStrImpl* body;
     if (ItemPoolMT<uStrImpl>* pool = m_poPool) {
-        body = pool->takeItem();
+        // The cache only ever holds bodies of this one pool.
+        BodyCache& cache = t_bodies;
+        body = cache.count > 0 ? cache.bodies[--cache.count] : pool->takeItem();
         body->reset();
         body->m_poOwnerPool = pool;
     } else {

@@ -26,7 +26,22 @@ public:
     TextSink& operator=(const TextSink&) = delete;
 
     void append(const char* text, size_t n) {
-        if (n <= static_cast<size_t>(m_buffer + sizeof m_buffer - m_p)) {
+        const size_t room = static_cast<size_t>(m_buffer + sizeof m_buffer - m_p);
+        if (n <= 16 && room >= 16) {
+            // Most pieces of a line are short: two overlapping fixed-size
+            // moves cost less than a call to memcpy.
+            if (n >= 8) {
+                std::memcpy(m_p, text, 8);
+                std::memcpy(m_p + n - 8, text + n - 8, 8);
+            } else if (n >= 4) {
+                std::memcpy(m_p, text, 4);
+                std::memcpy(m_p + n - 4, text + n - 4, 4);
+            } else {
+                for (size_t i = 0; i < n; ++i)
+                    m_p[i] = text[i];
+            }
+            m_p += n;
+        } else if (n <= room) {
             std::memcpy(m_p, text, n);
             m_p += n;
         } else {
@@ -51,6 +66,12 @@ public:
     }
     /// Characters written so far, through the sink or before it.
     size_t size() const { return m_out.size() + static_cast<size_t>(m_p - m_buffer); }
+    /// Trims "\r\t " from both ends of what was written since `mark` (a
+    /// size()). Answers false, changing nothing, when that text holds a
+    /// newline or no longer lies wholly in the buffer.
+    bool trimSince(size_t mark);
+    /// Forgets everything written since `mark` (a size()).
+    void rollback(size_t mark);
     /// Characters since the last newline: the column the next text starts at.
     size_t column() const;
 

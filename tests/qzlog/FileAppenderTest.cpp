@@ -11,8 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 using namespace qzs::qzlib::qzlog;
 using qztest::readFile;
@@ -123,6 +125,38 @@ TEST_F(FileAppenderTest, LoserOfTheRaceReopens) {
     first.close();
     second.close();
     EXPECT_EQ(readFile(path("shared.log.1")).size() + readFile(path("shared.log")).size(), 8000u);
+}
+
+// Six writers on one file, as six processes would be, each far from the
+// limit by its own writes: the size each one estimates between reads must
+// still count the others', so no file ends over the limit and no line is
+// lost.
+TEST_F(FileAppenderTest, SharedFileStopsAtTheLimitForEveryWriter) {
+    constexpr int Writers = 6, LinesEach = 1500;
+    constexpr unsigned int Limit = 256 * 1024;
+    std::vector<std::unique_ptr<RollingFileAppender>> writers;
+    for (int w = 0; w < Writers; ++w) {
+        writers.emplace_back(new RollingFileAppender("shared"));
+        writers.back()->setFile(path("busy.log").c_str());
+        writers.back()->setAppend(true);
+        writers.back()->setBufferedIO(false);
+        writers.back()->setMaxBackupIndex(20);
+        writers.back()->setMaxFileSize(Limit);
+    }
+    const std::string line(99, 'l');
+    const std::string text = line + "\n";
+    for (int i = 0; i < LinesEach; ++i)
+        for (auto& w : writers)
+            w->write(text.data(), text.size());
+    for (auto& w : writers)
+        w->close();
+    size_t total = 0;
+    for (const auto& entry : fs::directory_iterator(temp.path(""))) {
+        const size_t size = fs::file_size(entry.path());
+        total += size;
+        EXPECT_LE(size, Limit) << entry.path();
+    }
+    EXPECT_EQ(total, static_cast<size_t>(Writers) * LinesEach * text.size());
 }
 
 // Size texts: suffixes need a "B", 3GB is the largest, anything else keeps

@@ -133,6 +133,32 @@ TEST_F(PatternLayoutTest, MultiLineMessageLinesUp) {
     EXPECT_EQ(render("%n%p %m", event), "\nINFO one\n     two\n     three");
 }
 
+TEST_F(PatternLayoutTest, MessageIsTrimmedWhereverItStands) {
+    // "%m" is the trimmed message, and only it: blanks around it in the
+    // pattern stay, and a message too long for one piece of the line, with
+    // blanks at its ends, is trimmed the same way.
+    const std::string longText = " \t" + std::string(3000, 'x') + " \r";
+    const struct {
+        const char* message;
+        const char* pattern;
+        std::string expected;
+    } cases[] = {
+        {"  hi \t", "[%m]", "[hi]"},
+        {"\r \t", "<%m>", "<>"},
+        {"hi  \n", " %m ", " hi "},
+        {"\n  a\nb ", "%p %m", "INFO a\n     b"},
+        {"%s", "[%m]", "[" + std::string(3000, 'x') + "]"},
+        {"  x", "%3m|%-3m|", "  x|x  |"},
+    };
+    unsigned short line = 1000; // a line of its own for each format
+    for (const auto& c : cases) {
+        LoggingEvent event(LogBufferImpl::getThreadContext(0), c.message, __FILE__, "testFunction",
+                           ++line, 1, March1st, abc->id, Level::Info);
+        event.addDetail(LogString, longText.c_str(), longText.size() + 1);
+        EXPECT_EQ(render(c.pattern, event), c.expected) << c.message << " under " << c.pattern;
+    }
+}
+
 TEST_F(PatternLayoutTest, SourceLocation) {
     // %C, %l, %L and %M come from the statement's location record; %S from the event.
     LoggingEvent event(LogBufferImpl::getThreadContext(0), "m", "src/qzlog/Worker.cpp", "doWork", 42,

@@ -92,6 +92,45 @@ TEST(SyncTest, SpinlockAndScopedLock) {
     ScopedLock none(static_cast<Mutex*>(nullptr));
 }
 
+TEST(SyncTest, FastMutexIsRecursiveAndExcludesOthers) {
+    // Held twice, it stays held until the second Unlock; a foreign Unlock
+    // changes nothing; the guard releases it.
+    FastMutex f;
+    f.Lock();
+    EXPECT_TRUE(f.TryLock());
+    EXPECT_FALSE(takenElsewhere(f));
+    std::async(std::launch::async, [&f] { f.Unlock(); }).get();
+    f.Unlock();
+    EXPECT_FALSE(takenElsewhere(f));
+    f.Unlock();
+    EXPECT_TRUE(takenElsewhere(f));
+    {
+        ScopedLock guard(f);
+        EXPECT_FALSE(takenElsewhere(f));
+    }
+    EXPECT_TRUE(takenElsewhere(f));
+}
+
+TEST(SyncTest, FastMutexUnderContentionLosesNoUpdate) {
+    // Four threads add to a plain counter under the lock, nested once, long
+    // enough to make waiters sleep and be woken.
+    FastMutex f;
+    long counter = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20000; ++i) {
+                ScopedLock outer(f);
+                ScopedLock inner(f);
+                ++counter;
+            }
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(counter, 80000);
+    EXPECT_TRUE(takenElsewhere(f));
+}
+
 TEST(SyncTest, ManualEventStaysFiredAutoEventIsConsumed) {
     // A manual event stays fired through waits until Reset; an auto event is
     // cleared by the wait that sees it, so the next wait times out.

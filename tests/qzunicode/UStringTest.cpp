@@ -335,13 +335,21 @@ TEST(UStringTest, PooledBodiesGoBackToThePool) {
     ASSERT_NE(UString::uStrImpl::m_poPool, nullptr);
     EXPECT_EQ(before.impl()->m_poOwnerPool, nullptr);
     const int freeAtStart = UString::uStrImpl::m_poPool->getFreeItems();
-    {
-        std::vector<UString> many;
-        for (int i = 0; i < 10; ++i)
-            many.push_back(u8("pooled"));
-        EXPECT_EQ(many[0].impl()->m_poOwnerPool, UString::uStrImpl::m_poPool);
-    }
+    // A thread keeps some bodies it gave back for its next strings, and
+    // gives them to the pool when it ends: 40 outgrow what it keeps.
+    std::thread([] {
+        for (int round = 0; round < 2; ++round) {
+            std::vector<UString> many;
+            for (int i = 0; i < 40; ++i)
+                many.push_back(u8("pooled"));
+            EXPECT_EQ(many[0].impl()->m_poOwnerPool, UString::uStrImpl::m_poPool);
+            EXPECT_EQ(text(many[39]), "pooled");
+        }
+    }).join();
     EXPECT_GE(UString::uStrImpl::m_poPool->getFreeItems(), freeAtStart);
+    // No pooled string lives now, on any thread.
+    EXPECT_EQ(UString::uStrImpl::m_poPool->getFreeItems(),
+              UString::uStrImpl::m_poPool->getTotalItems());
     EXPECT_EQ(text(before), "made before the pool");
 }
 
