@@ -112,12 +112,16 @@ bool FastMutex::TryLock() {
         ++m_depth;
         return true;
     }
+    QZ_TSAN_MUTEX(pre_lock(this, __tsan_mutex_try_lock));
     int expected = 0;
     if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
-                                         std::memory_order_relaxed))
+                                         std::memory_order_relaxed)) {
+        QZ_TSAN_MUTEX(post_lock(this, __tsan_mutex_try_lock | __tsan_mutex_try_lock_failed, 0));
         return false;
+    }
     m_owner.store(self, std::memory_order_relaxed);
     m_depth = 1;
+    QZ_TSAN_MUTEX(post_lock(this, __tsan_mutex_try_lock, 0));
     return true;
 }
 

@@ -65,6 +65,22 @@ private:
     pthread_spinlock_t m_lock;
 };
 
+// Under ThreadSanitizer a FastMutex tells it when it is taken and released,
+// so that it checks lock order on these locks as on the others.
+#if defined(__SANITIZE_THREAD__)
+#define QZ_TSAN_FAST_MUTEX 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QZ_TSAN_FAST_MUTEX 1
+#endif
+#endif
+#ifdef QZ_TSAN_FAST_MUTEX
+#include <sanitizer/tsan_interface.h>
+#define QZ_TSAN_MUTEX(call) __tsan_mutex_##call
+#else
+#define QZ_TSAN_MUTEX(call) ((void)0)
+#endif
+
 /// A recursive lock for short sections on hot paths, such as the log call.
 /// Taking and releasing it when no other thread holds it is one atomic
 /// operation each, inline; a thread that finds it taken spins briefly and
@@ -74,8 +90,8 @@ private:
 /// variable (no native handle). Not shared between processes.
 class QZ_API FastMutex {
 public:
-    FastMutex() = default;
-    ~FastMutex() = default;
+    FastMutex() { QZ_TSAN_MUTEX(create(this, 0)); }
+    ~FastMutex() { QZ_TSAN_MUTEX(destroy(this, 0)); }
     FastMutex(const FastMutex&) = delete;
     FastMutex& operator=(const FastMutex&) = delete;
 
@@ -87,12 +103,14 @@ public:
             ++m_depth;
             return;
         }
+        QZ_TSAN_MUTEX(pre_lock(this, 0));
         int expected = 0;
         if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
                                              std::memory_order_relaxed))
             lockContended();
         m_owner.store(self, std::memory_order_relaxed);
         m_depth = 1;
+        QZ_TSAN_MUTEX(post_lock(this, 0, 0));
     }
     /// True if taken (or already held by this thread).
     bool TryLock();
@@ -101,9 +119,11 @@ public:
             return;
         if (--m_depth != 0)
             return;
+        QZ_TSAN_MUTEX(pre_unlock(this, 0));
         m_owner.store(pthread_t(), std::memory_order_relaxed);
         if (m_state.fetch_sub(1, std::memory_order_release) != 1)
             wakeWaiter();
+        QZ_TSAN_MUTEX(post_unlock(this, 0));
     }
 
 private:
