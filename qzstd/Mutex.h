@@ -15,6 +15,22 @@
 
 #include <atomic>
 
+// Under ThreadSanitizer a FastMutex tells it when it is taken and released,
+// so that it checks lock order on these locks as on the others.
+#if defined(__SANITIZE_THREAD__)
+#define QZ_TSAN_FAST_MUTEX 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QZ_TSAN_FAST_MUTEX 1
+#endif
+#endif
+#ifdef QZ_TSAN_FAST_MUTEX
+#include <sanitizer/tsan_interface.h>
+#define QZ_TSAN_MUTEX(call) __tsan_mutex_##call
+#else
+#define QZ_TSAN_MUTEX(call) ((void)0)
+#endif
+
 namespace qzs {
 namespace qzlib {
 namespace MultiThreading {
@@ -64,22 +80,6 @@ public:
 private:
     pthread_spinlock_t m_lock;
 };
-
-// Under ThreadSanitizer a FastMutex tells it when it is taken and released,
-// so that it checks lock order on these locks as on the others.
-#if defined(__SANITIZE_THREAD__)
-#define QZ_TSAN_FAST_MUTEX 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define QZ_TSAN_FAST_MUTEX 1
-#endif
-#endif
-#ifdef QZ_TSAN_FAST_MUTEX
-#include <sanitizer/tsan_interface.h>
-#define QZ_TSAN_MUTEX(call) __tsan_mutex_##call
-#else
-#define QZ_TSAN_MUTEX(call) ((void)0)
-#endif
 
 /// A recursive lock for short sections on hot paths, such as the log call.
 /// Taking and releasing it when no other thread holds it is one atomic
