@@ -100,7 +100,11 @@ CSConverter::~CSConverter() {
 }
 
 bool CSConverter::isDefaultConverter() const {
-    return m_poImpl == &oDefConverter();
+    // The stand-in is the one converter of its class. Asked by class, not by
+    // the thread's stand-in, so that a converter destroyed at the thread's
+    // exit after the stand-in's holder does not make a new stand-in there,
+    // which nothing would free.
+    return dynamic_cast<const CSConverterSBCS*>(m_poImpl) != nullptr;
 }
 
 CSConverterType CSConverter::getType() const {
