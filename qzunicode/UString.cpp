@@ -223,6 +223,14 @@ struct BodyCache {
     int count;
     bool armed;
     bool closed;
+    // Byte buffers of strings that ended on this thread, kept for its next
+    // strings (a row passed through takes one and gives it back), with their
+    // capacities. Only small ones: a large buffer goes back to the heap.
+    static constexpr int Spares = 8;
+    static constexpr std::uint64_t SpareLimit = 4096;
+    char* spare[Spares];
+    std::uint64_t spareCap[Spares];
+    int spareCount;
 };
 // Initial-exec, as the log context is: a plain load, no lookup call.
 __attribute__((tls_model("initial-exec"))) thread_local BodyCache t_bodies;
@@ -235,21 +243,58 @@ struct BodyCacheReturner {
             UString::uStrImpl* body = t_bodies.bodies[--t_bodies.count];
             body->m_poOwnerPool->returnItem(body);
         }
+        while (t_bodies.spareCount > 0)
+            delete[] t_bodies.spare[--t_bodies.spareCount];
     }
 };
 thread_local BodyCacheReturner t_returner;
+
+// Makes the returner, so that it runs at the thread's end.
+void armCache(BodyCache& cache) {
+    if (!cache.armed) {
+        cache.armed = true;
+        t_returner.armed = true;
+    }
+}
 
 bool keepBody(UString::uStrImpl* body) {
     BodyCache& cache = t_bodies;
     if (cache.closed || cache.count == BodyCache::Capacity)
         return false;
-    if (!cache.armed) {
-        // Makes the returner, so that it runs at the thread's end.
-        cache.armed = true;
-        t_returner.armed = true;
-    }
+    armCache(cache);
     cache.bodies[cache.count++] = body;
     return true;
+}
+
+// Keeps a dropped byte buffer for this thread's next string, or frees it.
+void dropBytes(char* p, std::uint64_t cap) {
+    BodyCache& cache = t_bodies;
+    if (cache.closed || cache.spareCount == BodyCache::Spares || cap == 0 ||
+        cap > BodyCache::SpareLimit) {
+        delete[] p;
+        return;
+    }
+    armCache(cache);
+    cache.spare[cache.spareCount] = p;
+    cache.spareCap[cache.spareCount++] = cap;
+}
+
+// A byte buffer of capacity at least n, zeroed for 8 bytes: a kept one if
+// one is large enough (cap says how large), else a new one.
+char* takeBytes(std::size_t n, std::uint64_t& cap) {
+    BodyCache& cache = t_bodies;
+    for (int i = cache.spareCount - 1; i >= 0; --i) {
+        if (cache.spareCap[i] < n)
+            continue;
+        char* p = cache.spare[i];
+        cap = cache.spareCap[i];
+        cache.spare[i] = cache.spare[--cache.spareCount];
+        cache.spareCap[i] = cache.spareCap[cache.spareCount];
+        std::memset(p, 0, 8);
+        return p;
+    }
+    cap = n;
+    return newBytes(n);
 }
 
 } // namespace
@@ -260,11 +305,15 @@ UString::uStrImpl* UString::uStrImpl::incRef() {
 }
 
 void UString::uStrImpl::decRef() {
-    if (m_nRefCount.fetch_sub(1, std::memory_order_acq_rel) > 1)
+    // A count of 1 is this sharer alone (no other can add one without being a
+    // sharer), so the last release of an unshared body takes no atomic
+    // write; acquire() sets the count of the body it hands out.
+    if (m_nRefCount.load(std::memory_order_acquire) != 1 &&
+        m_nRefCount.fetch_sub(1, std::memory_order_acq_rel) > 1)
         return;
     freePrimary();
     if (!isNull(m_pSecondary))
-        delete[] m_pSecondary;
+        dropBytes(m_pSecondary, m_uSecondaryCap);
     if (m_poOwnerPool == nullptr) {
         delete this;
         return;
@@ -285,7 +334,7 @@ UString::uStrImpl* UString::uStrImpl::acquire() {
     } else {
         body = new uStrImpl();
     }
-    body->m_nRefCount.fetch_add(1, std::memory_order_relaxed);
+    body->m_nRefCount.store(1, std::memory_order_relaxed);
     return body;
 }
 
@@ -297,8 +346,7 @@ UString::uStrImpl* UString::uStrImpl::acquire(std::size_t n, bool wide) {
         if (wide) {
             body->newPrimary(n);
         } else {
-            body->m_pSecondary = newBytes(n);
-            body->m_uSecondaryCap = n;
+            body->m_pSecondary = takeBytes(n, body->m_uSecondaryCap);
         }
     } catch (...) {
         body->decRef();
@@ -449,11 +497,12 @@ UString::uStrImpl* UString::uStrImpl::resize(std::size_t n, bool wide) {
             if (!(isReal(m_pPrimary) && m_uPrimaryCap >= n))
                 newPrimary(n);
         } else if (!(isReal(m_pSecondary) && m_uSecondaryCap >= n)) {
-            char* p = newBytes(n);
+            std::uint64_t cap;
+            char* p = takeBytes(n, cap);
             if (!isNull(m_pSecondary))
-                delete[] m_pSecondary;
+                dropBytes(m_pSecondary, m_uSecondaryCap);
             m_pSecondary = p;
-            m_uSecondaryCap = n;
+            m_uSecondaryCap = cap;
         }
     }
     m_uPrimaryLen = 0;

@@ -353,6 +353,20 @@ TEST(UStringTest, PooledBodiesGoBackToThePool) {
     EXPECT_EQ(text(before), "made before the pool");
 }
 
+// Byte buffers of dropped strings are kept for the thread's next strings: a
+// kept buffer is reused only when it is large enough, and comes back clean.
+TEST(UStringTest, KeptByteBuffersFitTheirNextString) {
+    for (const std::size_t n : {10u, 4000u, 20u, 5000u, 3u, 4096u, 64u, 1u}) {
+        const std::string bytes(n, char('a' + n % 26));
+        const UString s(bytes.data(), n, kUTF8);
+        EXPECT_EQ(std::string(s.c_str(kUTF8)), bytes) << n;
+        EXPECT_EQ(s.length(), n);
+    }
+    UString grown("x", kUTF8);
+    grown = UString(std::string(3000, 'y').c_str(), kUTF8);
+    EXPECT_EQ(std::strlen(grown.c_str(kUTF8)), 3000u);
+}
+
 // Copies of one lazily converted string on several threads: the first unit
 // read converts once under the body's lock, the others read the result, and
 // a copy that changes gets its own body. Run under TSan.
