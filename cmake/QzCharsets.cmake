@@ -60,10 +60,16 @@ install(FILES ${QZ_CHARSETS_DAT} DESTINATION ${CMAKE_INSTALL_LIBDIR})
 # qz_place_charsets(target): puts qzCharsets.dat beside a program of the build
 # tree, where the library's search finds it when the program links the
 # library statically. A link, not a copy: the package is large and the same
-# for every program.
+# for every program. Programs of one folder place it at the same time in a
+# parallel build, so each makes a link of its own name and renames it over
+# the shared one (a rename replaces atomically; creating the shared link in
+# place fails when another program's link appears first).
 function(qz_place_charsets target)
+  set(dir $<TARGET_FILE_DIR:${target}>)
   add_custom_target(${target}_place_charsets
-    COMMAND ${CMAKE_COMMAND} -E create_symlink ${QZ_CHARSETS_DAT} $<TARGET_FILE_DIR:${target}>/qzCharsets.dat
+    COMMAND ${CMAKE_COMMAND} -E rm -f ${dir}/qzCharsets.dat.${target}
+    COMMAND ${CMAKE_COMMAND} -E create_symlink ${QZ_CHARSETS_DAT} ${dir}/qzCharsets.dat.${target}
+    COMMAND ${CMAKE_COMMAND} -E rename ${dir}/qzCharsets.dat.${target} ${dir}/qzCharsets.dat
     DEPENDS ${QZ_CHARSETS_DAT}
     VERBATIM)
   add_dependencies(${target}_place_charsets qz_charsets)
