@@ -23,9 +23,11 @@ class Logger;
 /// Scope guard that takes every logger's lock, oldest first, and releases
 /// them in the same order. Loggers made while it lives are not held.
 /// REQUIRES: the thread holds no logger or appender lock when it starts
-/// one (lock order: repository mutex, then logger locks), and does not log
-/// while the pause lives: a log call may deliver a full buffer, which takes
-/// the repository mutex, out of order behind the logger locks held here.
+/// one (lock order: repository mutex, then logger locks), and neither logs
+/// nor sets a level while the pause lives: a log call may deliver a full
+/// buffer, and Logger::setLevel refolds the levels, and both take the
+/// repository mutex, out of order behind the logger locks held here (a
+/// concurrent flush would deadlock against it).
 class QZ_API LoggingPause {
 public:
     LoggingPause();
