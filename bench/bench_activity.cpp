@@ -265,6 +265,12 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;
+    // How a thread enters its own log buffer on this machine: with plain
+    // stores where the kernel's process-wide barrier is to be had.
+    Logger::getRepository().getThreadName();
+    benchmark::AddCustomContext("log buffer entry", qzs::qzlib::MultiThreading::BiasedLock::isAsymmetric()
+                                                        ? "plain stores (membarrier)"
+                                                        : "sequentially consistent store");
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     // The appenders still hold their files open; unlinking them is enough.

@@ -73,7 +73,13 @@ void Appender::clearFilters() {
 
 void Appender::setLayout(Layout* newLayout) {
     layout = newLayout;
-    wantsBuffers = layout != nullptr && !layout->canLayoutEvents();
+    const bool raw = layout != nullptr && !layout->canLayoutEvents();
+    if (raw != wantsBuffers) {
+        wantsBuffers = raw;
+        // Loggers pass those of their appenders that all take raw buffers
+        // without their lock; they must know of the change.
+        Logger::appenderKindsChanged();
+    }
 }
 
 void Appender::setThreshold(unsigned char value) {
@@ -99,13 +105,15 @@ void Appender::doAppendImpl(const LoggingEvent* event) {
     }
     ScopedLock guard(lock);
     append(event);
-    __atomic_fetch_add(&eventsIssued, 1, __ATOMIC_RELAXED);
+    // Every writer holds the lock: a load and a store, no read-modify-write.
+    __atomic_store_n(&eventsIssued, __atomic_load_n(&eventsIssued, __ATOMIC_RELAXED) + 1, __ATOMIC_RELAXED);
 }
 
 void Appender::doAppend(unsigned int eventCount, const void* bytes, unsigned int size) {
     ScopedLock guard(lock);
     append(bytes, size);
-    __atomic_fetch_add(&eventsIssued, eventCount, __ATOMIC_RELAXED);
+    __atomic_store_n(&eventsIssued, __atomic_load_n(&eventsIssued, __ATOMIC_RELAXED) + eventCount,
+                     __ATOMIC_RELAXED);
 }
 
 std::vector<Appender*>* Appender::getAllAppenders() {

@@ -41,6 +41,8 @@ std::atomic<uint32_t> LogBufferImpl::m_state{0};
 const unsigned char LogBufferImpl::m_LogStartData[16] = {'<', 2, 0x10, 8, 4, 1, 0, 0,
                                                          0,   0, 0,    0, 0, 0, 0, 0};
 
+__thread LogThreadContext* t_ownContext __attribute__((tls_model("initial-exec"))) = nullptr;
+
 namespace {
 
 constexpr uint32_t TokenArea = 0xFFFF0;
@@ -59,8 +61,6 @@ struct BufferGlobals {
 };
 BufferGlobals* g = nullptr;
 
-// The calling thread's context: one load from the thread pointer.
-__attribute__((tls_model("initial-exec"))) thread_local LogThreadContext* t_context = nullptr;
 
 void reportFault(const char* function, unsigned int number, const std::string& text,
                  unsigned int line = __builtin_LINE()) {
@@ -485,7 +485,7 @@ void LogBufferImpl::shutdown() {
 
 LogThreadContext* LogBufferImpl::getThreadContext(unsigned int id) {
     if ((id & ReaderContextMask) == 0) {
-        if (LogThreadContext* context = t_context)
+        if (LogThreadContext* context = t_ownContext)
             return context;
         if (m_state.load(std::memory_order_acquire) == 0)
             qzlogInitialize();
@@ -493,8 +493,9 @@ LogThreadContext* LogBufferImpl::getThreadContext(unsigned int id) {
         unsigned int number = ++LogThreadContext::m_threadContextNumber;
         LogThreadContext* context =
             makeContext(number, MultiThreading::Thread::GetCurrentOSThreadID());
+        context->mutex.setOwner(pthread_self());
         g->contexts.push_back(context);
-        t_context = context;
+        t_ownContext = context;
         return context;
     }
     if (m_state.load(std::memory_order_acquire) == 0)
@@ -515,10 +516,10 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
     {
         ScopedLock guard(g->storageMutex);
         if ((id & ReaderContextMask) == 0) {
-            context = t_context;
+            context = t_ownContext;
             if (!context)
                 return;
-            t_context = nullptr;
+            t_ownContext = nullptr;
         } else {
             auto found = g->readers.find(id);
             if (found == g->readers.end())
@@ -528,6 +529,15 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
         }
         auto& list = g->contexts;
         list.erase(std::remove(list.begin(), list.end(), context), list.end());
+        // Under the storage mutex, as sumLoggerCounts reads: the thread's
+        // counts move to its loggers and are seen once, before or after.
+        Logger::getRepository();
+        context->forEachCount([](unsigned short id, uint64_t logged, uint64_t issued) {
+            if (Logger* logger = Logger::m_repository->findLogger(id)) {
+                logger->eventsLogged.fetch_add(logged, std::memory_order_relaxed);
+                __atomic_fetch_add(&logger->eventsIssued, issued, __ATOMIC_RELAXED);
+            }
+        });
     }
     // Out of every table now, so nothing else reaches it; delivery runs
     // outside the storage mutex, which layouts may need under appender locks.
@@ -537,6 +547,14 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
         context->buffer = nullptr;
     }
     delete context;
+}
+
+void LogBufferImpl::sumLoggerCounts(unsigned short id, uint64_t& logged, uint64_t& issued) {
+    if (!g)
+        return;
+    ScopedLock storage(g->storageMutex);
+    for (const LogThreadContext* context : g->contexts)
+        context->sumCounts(id, logged, issued);
 }
 
 void LogBufferImpl::getTotals(unsigned long& events, unsigned long& bytes) {

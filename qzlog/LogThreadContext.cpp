@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <unistd.h>
 
 namespace qzs {
@@ -16,12 +17,34 @@ unsigned int LogThreadContext::m_threadContextNumber = 0;
 
 LogThreadContext::LogThreadContext(LogBuffer* buffer, uint64_t threadId, unsigned int number)
     : buffer(buffer), threadId(threadId), name(nullptr), threadContextNumber(number), recursion(0),
-      savedErrno(0), locationCache(), timeCache(nullptr), freeTimeCache(nullptr) {}
+      savedErrno(0), locationCache(), timeCache(nullptr), freeTimeCache(nullptr) {
+    for (auto& page : countPages)
+        page.store(nullptr, std::memory_order_relaxed);
+}
 
 LogThreadContext::~LogThreadContext() {
+    for (auto& page : countPages)
+        delete[] page.load(std::memory_order_relaxed);
     std::free(name);
     if (timeCache && freeTimeCache)
         freeTimeCache(timeCache);
+}
+
+LogThreadContext::LoggerCounts* LogThreadContext::newCountPage(unsigned page) {
+    // Once per 256 loggers a thread logs to; a failure leaves the counts
+    // uncounted rather than the event unlogged.
+    LoggerCounts* made = new (std::nothrow) LoggerCounts[1u << CountPageBits];
+    if (made)
+        countPages[page].store(made, std::memory_order_release);
+    return made;
+}
+
+void LogThreadContext::sumCounts(unsigned short loggerId, uint64_t& logged, uint64_t& issued) const {
+    if (const LoggerCounts* page = countPages[loggerId >> CountPageBits].load(std::memory_order_acquire)) {
+        const LoggerCounts& c = page[loggerId & ((1u << CountPageBits) - 1)];
+        logged += c.logged.load(std::memory_order_relaxed);
+        issued += c.issued.load(std::memory_order_relaxed);
+    }
 }
 
 const char* LogThreadContext::getName() const {

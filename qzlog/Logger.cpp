@@ -26,9 +26,19 @@ struct Logger::Impl {
     // with an attach may miss that appender for one event, as a stale
     // effective byte may.
     std::atomic<size_t> appenderCount{0};
+    // How many of them take text, written under `lock` as well: a logger
+    // whose appenders all take raw buffers is passed without its lock, as
+    // one with no appenders is.
+    std::atomic<size_t> textAppenderCount{0};
     std::atomic<bool> additivity{true};
 
-    void counted() { appenderCount.store(appenders.size(), std::memory_order_release); }
+    void counted() {
+        size_t text = 0;
+        for (const Appender* a : appenders)
+            text += a->isWantsBuffers() ? 0 : 1;
+        textAppenderCount.store(text, std::memory_order_release);
+        appenderCount.store(appenders.size(), std::memory_order_release);
+    }
 };
 
 LoggerRepository* Logger::m_repository = nullptr;
@@ -146,6 +156,28 @@ void Logger::deliverBuffer(unsigned int eventCount, const void* data, unsigned i
 void Logger::replaceAppender(Appender* from, Appender* to) {
     ScopedLock guard(lock);
     std::replace(impl->appenders.begin(), impl->appenders.end(), from, to);
+    impl->counted();
+}
+
+void Logger::appenderKindsChanged() {
+    for (Logger* l : getRepository().getCurrentLoggers()) {
+        ScopedLock guard(l->lock);
+        l->impl->counted();
+    }
+}
+
+uint64_t Logger::getEventsLogged() const {
+    uint64_t logged = eventsLogged.load(std::memory_order_relaxed);
+    uint64_t issued = 0;
+    LogBufferImpl::sumLoggerCounts(id, logged, issued);
+    return logged;
+}
+
+uint64_t Logger::getEventsIssued() const {
+    uint64_t logged = 0;
+    uint64_t issued = __atomic_load_n(&eventsIssued, __ATOMIC_RELAXED);
+    LogBufferImpl::sumLoggerCounts(id, logged, issued);
+    return issued;
 }
 
 void Logger::setAdditivity(bool additive) {
@@ -180,28 +212,37 @@ void Logger::setLevel(unsigned char newLevel) {
 
 void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
+    // Counted in the calling thread's own context: no shared write per event.
+    LogThreadContext* own = LogBufferImpl::ownContext();
     for (Logger* l = this; l; l = l->parent) {
         bool additive;
-        if (l->impl->appenderCount.load(std::memory_order_acquire) != 0) {
+        const size_t attached = l->impl->appenderCount.load(std::memory_order_acquire);
+        if (attached != 0 && l->impl->textAppenderCount.load(std::memory_order_acquire) != 0) {
+            uint64_t offered = 0;
             ScopedLock guard(l->lock);
             for (Appender* a : l->impl->appenders) {
                 if (a->enabled && eventLevel >= a->threshold && !a->wantsBuffers)
                     a->doAppendImpl(event);
-                // Under the logger's lock: no read-modify-write needed.
-                __atomic_store_n(&l->eventsIssued, __atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED) + 1,
-                                 __ATOMIC_RELAXED);
+                ++offered;
             }
             // Read with the appenders, under the same lock: read after it, a
             // reload in between could send the event to this logger's old
             // appenders and then, by its new additivity, to the parent's too.
             additive = l->getAdditivity();
+            if (LogThreadContext::LoggerCounts* c = own->counts(l->id))
+                LogThreadContext::bump(c->issued, offered);
         } else {
+            // No appender here takes text: nothing to hand over, no lock.
+            if (attached != 0)
+                if (LogThreadContext::LoggerCounts* c = own->counts(l->id))
+                    LogThreadContext::bump(c->issued, attached);
             additive = l->getAdditivity();
         }
         if (!additive || !l->parent)
             break;
     }
-    eventsLogged.fetch_add(1, std::memory_order_relaxed);
+    if (LogThreadContext::LoggerCounts* c = own->counts(id))
+        LogThreadContext::bump(c->logged, 1);
 }
 
 Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(nullptr) {
@@ -213,7 +254,7 @@ Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), contex
         context->savedErrno = saved;
         // Held for the whole call, so that a flush from another thread cannot
         // take the buffer away between the event and its details.
-        context->mutex.Lock();
+        context->mutex.ownerLock();
         buffer = context->buffer;
     }
     errno = saved;
@@ -222,7 +263,7 @@ Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), contex
 Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
     if (!buffer)
         return;
-    context->mutex.Unlock();
+    context->mutex.ownerUnlock();
     context->recursion -= 1;
     errno = context->savedErrno;
 }

@@ -169,8 +169,19 @@ public:
     unsigned char ownLevelByte;
     unsigned char* effectiveLevel;
     unsigned char level;
+    /// The counts of threads that have ended (see getEventsLogged): a live
+    /// thread counts in its own context, with no shared write per event.
     std::atomic<uint64_t> eventsLogged;
     uint64_t eventsIssued;
+
+    /// Events that began at this logger, over the life of the process.
+    uint64_t getEventsLogged() const;
+    /// Events offered to this logger's appenders, one per appender attached
+    /// at the time, whether or not the appender took the event.
+    uint64_t getEventsIssued() const;
+    /// Has every logger count again which of its appenders take text; an
+    /// appender whose layout changed between text and raw data calls it.
+    static void appenderKindsChanged();
 };
 
 } // namespace qzlog

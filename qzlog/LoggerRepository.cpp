@@ -282,6 +282,7 @@ struct LoggerRecord {
     unsigned char level;
     unsigned long logged;
     unsigned long issued;
+    Logger* logger;
 };
 
 int byName(const void* a, const void* b) {
@@ -300,10 +301,15 @@ void LoggerRepository::getSummaryReport(std::string& out) {
             Logger* l = entry.second;
             const char* name = l->getName();
             records.push_back(
-                {name[0] ? name : "root", l->getEffectiveLevel(),
-                 static_cast<unsigned long>(l->eventsLogged.load()),
-                 static_cast<unsigned long>(__atomic_load_n(&l->eventsIssued, __ATOMIC_RELAXED))});
+                {name[0] ? name : "root", l->getEffectiveLevel(), 0, 0, l});
         }
+    }
+    // The live threads' counts are summed under the context storage mutex,
+    // taken here after the repository mutex is released: the two have no
+    // order between them.
+    for (LoggerRecord& r : records) {
+        r.logged = static_cast<unsigned long>(r.logger->getEventsLogged());
+        r.issued = static_cast<unsigned long>(r.logger->getEventsIssued());
     }
     if (!records.empty())
         std::qsort(records.data(), records.size(), sizeof(LoggerRecord), byName);

@@ -12,6 +12,9 @@
 #include <cerrno>
 #include <climits>
 #include <linux/futex.h>
+#include <linux/membarrier.h>
+#include <sched.h>
+#include <time.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -148,6 +151,95 @@ void FastMutex::lockContended() {
 void FastMutex::wakeWaiter() {
     m_state.store(0, std::memory_order_release);
     futex(&m_state, FUTEX_WAKE, 1);
+}
+
+//===-- BiasedLock ----------------------------------------------------------===//
+
+bool BiasedLock::s_asymmetric = false;
+
+namespace {
+
+// Registers the process for expedited barriers, once. Owners enter on plain
+// stores only after the registration worked, and from then on every holder
+// from outside issues the barrier.
+bool registerBarrier() {
+#ifdef QZ_TSAN_FAST_MUTEX
+    // ThreadSanitizer knows nothing of the kernel barrier: owners keep to
+    // sequentially consistent stores, which it does understand.
+    return false;
+#else
+    const long supported = ::syscall(SYS_membarrier, MEMBARRIER_CMD_QUERY, 0, 0);
+    if (supported < 0 || !(supported & MEMBARRIER_CMD_PRIVATE_EXPEDITED))
+        return false;
+    return ::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0;
+#endif
+}
+
+bool barrierRegistered() {
+    static const bool registered = registerBarrier();
+    return registered;
+}
+
+} // namespace
+
+BiasedLock::BiasedLock() {
+    // Decided before any owner enters: the first lock made registers.
+    if (barrierRegistered() && !__atomic_load_n(&s_asymmetric, __ATOMIC_RELAXED))
+        __atomic_store_n(&s_asymmetric, true, __ATOMIC_RELEASE);
+}
+
+void BiasedLock::ownerLockSlow() {
+    // A holder from outside is at work, or about to be: step out of the way
+    // and queue on the mutex it holds; the section then runs under it.
+    m_busy.store(0, std::memory_order_release);
+    m_mutex.Lock();
+    m_ownerHolds = true;
+}
+
+void BiasedLock::ownerUnlockSlow() {
+    m_ownerHolds = false;
+    m_mutex.Unlock();
+}
+
+void BiasedLock::Lock() {
+    m_mutex.Lock();
+    if (++m_depth != 1)
+        return;
+    // The owner itself: its section, if one is open, is this very caller's,
+    // and other threads are kept out by the mutex.
+    if (pthread_equal(m_owner, pthread_self())) {
+        m_raised = false;
+        return;
+    }
+    m_request.store(1, std::memory_order_seq_cst);
+    if (barrierRegistered())
+        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+    // Either the owner's next entry sees the request, or its store of busy is
+    // visible here now; wait for the section in progress to end. Sections are
+    // short but may write to a slow file: back off from spinning to sleeping.
+    for (unsigned int round = 0; m_busy.load(std::memory_order_seq_cst) != 0; ++round) {
+        if (round < 64) {
+#if defined(__x86_64__) || defined(__i386__)
+            __builtin_ia32_pause();
+#endif
+        } else if (round < 1024) {
+            sched_yield();
+        } else {
+            const timespec nap{0, 100 * 1000};
+            nanosleep(&nap, nullptr);
+        }
+    }
+    m_raised = true;
+}
+
+void BiasedLock::Unlock() {
+    if (m_depth == 0)
+        return; // not held: misuse, ignored as FastMutex ignores it
+    if (--m_depth == 0 && m_raised) {
+        m_raised = false;
+        m_request.store(0, std::memory_order_release);
+    }
+    m_mutex.Unlock();
 }
 
 } // namespace MultiThreading

@@ -136,13 +136,87 @@ private:
     unsigned int m_depth = 0;
 };
 
+/// A lock for state that one thread, its owner, enters all the time and other
+/// threads seldom: a thread's log buffer, which a flush or a dump from another
+/// thread may take away. The owner enters and leaves its section with plain
+/// stores, no atomic read-modify-write and no fence. The rare other thread
+/// pays instead: it takes an inner FastMutex, raises a request, has the
+/// kernel put a memory barrier on every running thread of the process
+/// (membarrier, private expedited) and waits until the owner is out. An owner
+/// that finds the request raised goes round by the inner mutex, and so waits
+/// until the other thread is done.
+///
+/// | Caller | Takes it by | Cost when nobody else holds it |
+/// |---|---|---|
+/// | the owner, for its section | ownerLock / ownerUnlock | two plain stores and a load |
+/// | any other thread | Lock / Unlock | a FastMutex, one system call, a wait for the owner |
+/// | the owner, outside its section or inside it | Lock / Unlock | a FastMutex only |
+///
+/// Where the kernel refuses the barrier (an old kernel, a sandbox that filters
+/// it, valgrind) and under ThreadSanitizer, the owner's entry is a
+/// sequentially consistent store instead: dearer, still no read-modify-write.
+///
+/// REQUIRES: ownerLock is called by the owner named in setOwner, never nested.
+/// Lock is recursive. A section must not wait for something that a thread
+/// holding the lock from outside may hold while it waits for the section.
+class QZ_API BiasedLock {
+public:
+    BiasedLock();
+    ~BiasedLock() = default;
+    BiasedLock(const BiasedLock&) = delete;
+    BiasedLock& operator=(const BiasedLock&) = delete;
+
+    /// The thread whose sections are cheap; set before it first enters.
+    void setOwner(pthread_t owner) { m_owner = owner; }
+
+    void ownerLock() {
+        if (s_asymmetric) {
+            m_busy.store(1, std::memory_order_relaxed);
+            // The other side's barrier orders this store before the load below.
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        } else {
+            m_busy.store(1, std::memory_order_seq_cst);
+        }
+        if (__builtin_expect(m_request.load(std::memory_order_seq_cst) != 0, 0))
+            ownerLockSlow();
+    }
+    void ownerUnlock() {
+        if (__builtin_expect(m_ownerHolds, 0))
+            ownerUnlockSlow();
+        else
+            m_busy.store(0, std::memory_order_release);
+    }
+
+    /// Waits until the owner is outside its section and keeps it out until
+    /// Unlock. Recursive.
+    void Lock();
+    void Unlock();
+
+    /// True when owners enter with plain stores (the kernel barrier works).
+    static bool isAsymmetric() { return s_asymmetric; }
+
+private:
+    void ownerLockSlow();
+    void ownerUnlockSlow();
+
+    std::atomic<unsigned int> m_busy{0};    // the owner is inside its section
+    std::atomic<unsigned int> m_request{0}; // a holder from outside waits or works
+    bool m_ownerHolds = false;              // the owner's section holds m_mutex
+    bool m_raised = false;                  // the outermost Lock raised the request
+    unsigned int m_depth = 0;               // Lock depth, under m_mutex
+    pthread_t m_owner{};
+    FastMutex m_mutex;
+
+    static bool s_asymmetric;
+};
+
 /// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock,
-/// 3 FastMutex).
+/// 3 FastMutex, 4 BiasedLock taken from outside).
 /// Locks in the constructor; unlocks the right kind in the destructor unless
 /// the pointer is null or release() was called.
 class QZ_API ScopedLock {
 public:
-    enum Kind { KindMutex = 1, KindSpinlock = 2, KindFast = 3 };
+    enum Kind { KindMutex = 1, KindSpinlock = 2, KindFast = 3, KindBiased = 4 };
 
     explicit ScopedLock(Mutex* m) : m_lock(m), m_kind(KindMutex) {
         if (m)
@@ -155,6 +229,7 @@ public:
     }
     explicit ScopedLock(Spinlock& s) : ScopedLock(&s) {}
     explicit ScopedLock(FastMutex& f) : m_lock(&f), m_kind(KindFast) { f.Lock(); }
+    explicit ScopedLock(BiasedLock& b) : m_lock(&b), m_kind(KindBiased) { b.Lock(); }
     ~ScopedLock() { unlock(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
@@ -167,6 +242,8 @@ public:
             static_cast<Mutex*>(m_lock)->Unlock();
         else if (m_kind == KindFast)
             static_cast<FastMutex*>(m_lock)->Unlock();
+        else if (m_kind == KindBiased)
+            static_cast<BiasedLock*>(m_lock)->Unlock();
         else
             static_cast<Spinlock*>(m_lock)->Unlock();
         m_lock = nullptr;

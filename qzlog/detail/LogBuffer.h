@@ -31,6 +31,10 @@ namespace qzlog {
 
 class LogThreadContext;
 
+/// The calling thread's own context, null until its first log call. Static
+/// TLS (initial-exec): the library keeps to this one pointer of it.
+extern __thread LogThreadContext* t_ownContext __attribute__((tls_model("initial-exec")));
+
 /// The binary buffer of one thread context.
 ///
 /// Thread safety: only the owning thread writes a buffer, holding its
@@ -114,6 +118,15 @@ public:
     /// on first use); ids with a top-four bit set name reader-side contexts,
     /// also made on first use.
     static LogThreadContext* getThreadContext(unsigned int id);
+    /// getThreadContext(0) with its usual answer inline: one load from the
+    /// thread pointer.
+    static LogThreadContext* ownContext() {
+        LogThreadContext* own = t_ownContext;
+        return own ? own : getThreadContext(0);
+    }
+    /// What the live threads counted for logger `id`, added to the totals;
+    /// ended threads' counts are in the logger's own fields.
+    static void sumLoggerCounts(unsigned short id, uint64_t& logged, uint64_t& issued);
     /// Destroys the context `id` (0: the calling thread's), delivering its
     /// buffer first.
     static void freeThreadContext(unsigned int id);

@@ -91,10 +91,10 @@ TEST_F(AppenderTest, CountersAlongTheAdditiveChain) {
 
     for (int i = 0; i < 3; ++i)
         QZT_LOG(child, Level::Info, "event %d", i);
-    EXPECT_EQ(child->eventsLogged.load(), 3u);
-    EXPECT_EQ(child->eventsIssued, 0u);
-    EXPECT_EQ(parent->eventsLogged.load(), 0u);
-    EXPECT_EQ(parent->eventsIssued, 12u);
+    EXPECT_EQ(child->getEventsLogged(), 3u);
+    EXPECT_EQ(child->getEventsIssued(), 0u);
+    EXPECT_EQ(parent->getEventsLogged(), 0u);
+    EXPECT_EQ(parent->getEventsIssued(), 12u);
     EXPECT_EQ(kept.lines(), (Lines{"event 0\n", "event 1\n", "event 2\n"}));
     EXPECT_EQ(kept.eventsIssued, 3u);
     EXPECT_EQ(refused.eventsIssued, 0u);
@@ -108,8 +108,8 @@ TEST_F(AppenderTest, CountersAlongTheAdditiveChain) {
 
     child->setAdditivity(false);
     QZT_LOG(child, Level::Error, "stays below");
-    EXPECT_EQ(child->eventsLogged.load(), 5u);
-    EXPECT_EQ(parent->eventsIssued, 16u);
+    EXPECT_EQ(child->getEventsLogged(), 5u);
+    EXPECT_EQ(parent->getEventsIssued(), 16u);
     EXPECT_EQ(kept.count(), 4u);
     parent->removeAllAppenders();
 }
@@ -122,7 +122,7 @@ TEST_F(AppenderTest, BinaryLayoutSwitchesToBuffers) {
     EXPECT_TRUE(log.capture->isWantsBuffers());
     QZT_LOG(log.logger, Level::Info, "not as text");
     EXPECT_EQ(log.capture->count(), 0u);
-    EXPECT_EQ(log.logger->eventsIssued, 1u);
+    EXPECT_EQ(log.logger->getEventsIssued(), 1u);
 
     log.capture->setLayout(nullptr); // does not free the old layout
     delete binary;

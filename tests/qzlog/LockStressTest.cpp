@@ -42,6 +42,7 @@ TEST_F(LockStressTest, LoggingSurvivesFlushDumpAndReconfiguration) {
     const std::string dumpDir = qzs::qzlib::getAppContextText("DirProcessDmp");
     ::mkdir(dumpDir.c_str(), 0755);
 
+    const uint64_t loggedBefore = log.logger->getEventsLogged();
     std::atomic<int> running{Loggers};
     std::vector<std::thread> threads;
     for (int t = 0; t < Loggers; ++t)
@@ -91,6 +92,8 @@ TEST_F(LockStressTest, LoggingSurvivesFlushDumpAndReconfiguration) {
     const std::set<std::string> distinct(lines.begin(), lines.end());
     EXPECT_EQ(distinct.size(), lines.size()) << "an event reached the appender twice";
     EXPECT_GT(binary.count(), 0u) << "the flushes delivered no buffer";
+    // Counted in each thread's context and folded in as the thread ended.
+    EXPECT_EQ(log.logger->getEventsLogged() - loggedBefore, static_cast<uint64_t>(Loggers * EventsPerThread));
     std::string instance = qzs::qzlib::getAppContextText("AppInstance");
     if (instance.empty())
         instance = qzs::qzlib::getAppContextText("ProcessExecutableBase");

@@ -191,7 +191,7 @@ TEST_F(LogCallTest, LoggingFromAnAppenderIsDropped) {
     log.logger->addAppender(inner);
     other->addAppender(inner);
     other->setLevel(Level::All);
-    const uint64_t before = log.logger->eventsLogged.load();
+    const uint64_t before = log.logger->getEventsLogged();
 
     errno = 0;
     QZT_LOG(log.logger, Level::Info, "outer");
@@ -199,7 +199,7 @@ TEST_F(LogCallTest, LoggingFromAnAppenderIsDropped) {
     EXPECT_EQ(errno, 0);
     EXPECT_EQ(inner.lines(), (std::vector<std::string>{"outer\n", "outer other\n"}));
     EXPECT_EQ(log.capture->lines(), (std::vector<std::string>{"outer"}));
-    EXPECT_EQ(log.logger->eventsLogged.load() - before, 1u);
+    EXPECT_EQ(log.logger->getEventsLogged() - before, 1u);
 
     // The guard is released afterwards: the next call logs normally.
     log.logger->removeAppender(inner);

@@ -102,8 +102,8 @@ TEST_F(LoggingThreadsTest, EveryEventExactlyOnce) {
 
     // Which logger counts what is AppenderTest's; here no count is lost to a race.
     for (Logger* child : children)
-        EXPECT_EQ(child->eventsLogged.load(), static_cast<uint64_t>(EventsPerThread));
-    EXPECT_EQ(log.logger->eventsIssued, static_cast<uint64_t>(Threads * EventsPerThread));
+        EXPECT_EQ(child->getEventsLogged(), static_cast<uint64_t>(EventsPerThread));
+    EXPECT_EQ(log.logger->getEventsIssued(), static_cast<uint64_t>(Threads * EventsPerThread));
     EXPECT_EQ(log.capture->eventsIssued, static_cast<uint64_t>(Threads * EventsPerThread));
 
     // The totals keep the events of threads whose contexts are gone.

@@ -131,6 +131,62 @@ TEST(SyncTest, FastMutexUnderContentionLosesNoUpdate) {
     EXPECT_TRUE(takenElsewhere(f));
 }
 
+TEST(SyncTest, BiasedLockOwnerAndOthersLoseNoUpdate) {
+    // The owner's sections (plain stores) and two other threads (Lock, nested
+    // once) add to one plain counter. A missing barrier or a wrong wait shows
+    // as a lost update here, or as a race under ThreadSanitizer.
+    BiasedLock lock;
+    long counter = 0;
+    std::atomic<bool> ownerDone{false};
+    std::thread owner([&] {
+        lock.setOwner(pthread_self());
+        for (int i = 0; i < 200000; ++i) {
+            lock.ownerLock();
+            counter += 1;
+            lock.ownerUnlock();
+        }
+        ownerDone = true;
+    });
+    std::vector<std::thread> others;
+    for (int t = 0; t < 2; ++t)
+        others.emplace_back([&] {
+            for (int i = 0; i < 2000; ++i) {
+                ScopedLock outer(lock);
+                ScopedLock inner(lock);
+                counter += 1000;
+            }
+        });
+    for (auto& t : others)
+        t.join();
+    owner.join();
+    EXPECT_TRUE(ownerDone);
+    EXPECT_EQ(counter, 200000 + 2 * 2000 * 1000);
+}
+
+TEST(SyncTest, BiasedLockOwnerMayTakeItFromOutsideInsideItsSection) {
+    // A flush reached from inside the owner's own section must not wait for
+    // that section; held from outside by the owner, it still keeps others out.
+    BiasedLock lock;
+    lock.setOwner(pthread_self());
+    lock.ownerLock();
+    lock.Lock(); // returns: the section it would wait for is the caller's
+    lock.Unlock();
+    lock.ownerUnlock();
+
+    std::atomic<bool> taken{false};
+    lock.Lock(); // the owner, outside its section
+    std::thread other([&] {
+        ScopedLock guard(lock);
+        taken = true;
+    });
+    lock.ownerLock(); // a section while it holds the lock from outside: no wait
+    lock.ownerUnlock();
+    EXPECT_FALSE(taken);
+    lock.Unlock();
+    other.join();
+    EXPECT_TRUE(taken);
+}
+
 TEST(SyncTest, ManualEventStaysFiredAutoEventIsConsumed) {
     // A manual event stays fired through waits until Reset; an auto event is
     // cleared by the wait that sees it, so the next wait times out.
