@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <vector>
 
 namespace qzs {
@@ -67,7 +68,7 @@ namespace {
 LogThreadContext::LocationSlot& cacheSlot(const char* file, unsigned short line) {
     uintptr_t key = reinterpret_cast<uintptr_t>(file) ^ (static_cast<uintptr_t>(line) * 0x9E3779B1u);
     key ^= key >> 7;
-    return LogBufferImpl::getThreadContext(0)->locationCache[key % LogThreadContext::LocationSlots];
+    return LogBufferImpl::ownContext()->locationCache[key % LogThreadContext::LocationSlots];
 }
 } // namespace
 
@@ -117,7 +118,7 @@ LoggingEvent::LoggingEvent(LogBuffer* buf, const char* format, const char* file,
     // LogBufferImpl is the one real buffer class; its context is the thread's.
     LogThreadContext* owner = static_cast<LogBufferImpl*>(buf)->context;
     attributes.attributes.threadNumber =
-        owner ? owner->threadContextNumber : LogBufferImpl::getThreadContext(0)->threadContextNumber;
+        owner ? owner->threadContextNumber : LogBufferImpl::ownContext()->threadContextNumber;
     LoggingTime::getCurrentTime(&attributes.attributes.time);
     init(format, file, function, line, argCount, loggerId, level);
     buffer = buf;
@@ -383,110 +384,112 @@ void LoggingEvent::format(std::string& out) const {
     out.erase(0, out.find_first_not_of(blanks));
 }
 
+namespace {
+
+// A conversion the quick path does not take: a float, a hexadecimal or octal
+// or character form, a type rendered through the scratch record, or an
+// unknown letter. Out of line, so that the usual message never builds the
+// scratch record.
+__attribute__((noinline)) void renderThroughScratch(const LoggingEvent& event, char c, unsigned int index,
+                                                    Token& token, detail::TextSink& sink) {
+    LoggingEvent::format_t scratch;
+    scratch.text = nullptr;
+    scratch.buffer[0] = '\0';
+    switch (c) {
+    case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
+        if (event.types[index] == LogFloat) {
+            event.formatFloat(event.details[index], token.width, token.precision, scratch);
+            token.leftAlign = false;
+            token.zeroPad = false;
+            token.width = 0;
+            token.precision = 0;
+        } else {
+            event.format(event.details[index], event.types[index], scratch, 0);
+        }
+        break;
+    case 'X': case 'c': case 'o': case 'x':
+        event.format(event.details[index], event.types[index], scratch, c);
+        break;
+    default:
+        std::memcpy(scratch.buffer, "%?_?", 5);
+        scratch.buffer[2] = c;
+        break;
+    }
+    const char* result;
+    size_t length;
+    if (scratch.text) {
+        result = scratch.text;
+        length = std::strlen(result);
+    } else {
+        if (scratch.longText.empty()) {
+            length = std::strlen(scratch.buffer);
+            // A result of several lines lines up under its first line.
+            if (std::memchr(scratch.buffer, '\n', length))
+                scratch.longText.assign(scratch.buffer, length);
+        }
+        if (!scratch.longText.empty()) {
+            Token::indentLines(scratch.longText, sink.column());
+            result = scratch.longText.c_str();
+            length = scratch.longText.size();
+        } else {
+            result = scratch.buffer;
+        }
+    }
+    token.addToResult(result, length, sink);
+}
+
+} // namespace
+
 void LoggingEvent::render(detail::TextSink& sink) const {
     const LocationDependentAttributes* location = attributes.location;
     const char* cursor = location && location->format ? location->format : "";
-    const char* const end = cursor + std::strlen(cursor);
     const unsigned int argCount = location ? location->argCount : 0;
     unsigned int index = 0;
     Token token;
-    format_t scratch;
     char quick[32];
-    {
-        for (;;) {
-            // The end of the format is known: each literal run is one
-            // memchr, not a scan for two characters at a time.
-            const char* percent = static_cast<const char*>(
-                std::memchr(cursor, '%', static_cast<size_t>(end - cursor)));
-            if (!percent) {
-                sink.append(cursor, static_cast<size_t>(end - cursor));
-                break;
-            }
-            sink.append(cursor, static_cast<size_t>(percent - cursor));
-            cursor = percent + 1;
-            // Most conversions carry no flags: skip the parse for them.
-            const char first = *cursor;
-            if (first == '-' || first == '.' || (first >= '0' && first <= '9')) {
-                token.parseJustification(cursor);
-            } else {
-                token.leftAlign = false;
-                token.zeroPad = false;
-                token.width = 0;
-                token.precision = 0;
-            }
-            bool usesArgument = true;
+    for (;;) {
+        // One pass finds the next "%" or the end of the format.
+        const char* percent = ::strchrnul(cursor, '%');
+        sink.append(cursor, static_cast<size_t>(percent - cursor));
+        if (!*percent)
+            break;
+        cursor = percent + 1;
+        // Most conversions carry no flags: skip the parse for them.
+        const char first = *cursor;
+        if (first == '-' || first == '.' || (first >= '0' && first <= '9')) {
+            token.parseJustification(cursor);
+        } else {
+            token.leftAlign = false;
+            token.zeroPad = false;
+            token.width = 0;
+            token.precision = 0;
+        }
+        // Kept on purpose: the argument count is tested before the
+        // conversion is looked at, so with no argument left even "%%"
+        // shows as "???".
+        if (index >= argCount || index >= count) {
+            token.addToResult("???", 3, sink);
+            ++index;
+        } else {
+            while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
+                ++cursor;
+            const char c = *cursor;
             const char* result;
             size_t length;
-            // Kept on purpose: the argument count is tested before the
-            // conversion is looked at, so with no argument left even "%%"
-            // shows as "???".
-            if (index >= argCount || index >= count) {
-                result = "???";
-                length = 3;
-            } else {
-                while (*cursor == '.' || *cursor == 'L' || *cursor == 'h' || *cursor == 'l')
-                    ++cursor;
-                const char c = *cursor;
-                bool done = false;
-                scratch.text = nullptr;
-                scratch.buffer[0] = '\0';
-                switch (c) {
-                case '%':
-                    scratch.text = "%";
-                    usesArgument = false;
-                    break;
-                case 'D': case 'T': case 'd': case 'f': case 'p': case 's': case 'u':
-                    if (quickArgument(details[index], types[index], quick, result, length)) {
-                        done = true;
-                    } else if (types[index] == LogFloat) {
-                        scratch.longText.clear();
-                        formatFloat(details[index], token.width, token.precision, scratch);
-                        token.leftAlign = false;
-                        token.zeroPad = false;
-                        token.width = 0;
-                        token.precision = 0;
-                    } else {
-                        scratch.longText.clear();
-                        format(details[index], types[index], scratch, 0);
-                    }
-                    break;
-                case 'X': case 'c': case 'o': case 'x':
-                    scratch.longText.clear();
-                    format(details[index], types[index], scratch, c);
-                    break;
-                default:
-                    scratch.longText.clear();
-                    std::memcpy(scratch.buffer, "%?_?", 5);
-                    scratch.buffer[2] = c;
-                    break;
-                }
-                if (done) {
-                    // Decimals and texts taken as they stand: nothing to indent.
-                } else if (scratch.text) {
-                    result = scratch.text;
-                    length = std::strlen(result);
-                } else {
-                    if (scratch.longText.empty()) {
-                        length = std::strlen(scratch.buffer);
-                        // A result of several lines lines up under its first line.
-                        if (std::memchr(scratch.buffer, '\n', length))
-                            scratch.longText.assign(scratch.buffer, length);
-                    }
-                    if (!scratch.longText.empty()) {
-                        Token::indentLines(scratch.longText, sink.column());
-                        result = scratch.longText.c_str();
-                        length = std::strlen(result);
-                    } else {
-                        result = scratch.buffer;
-                    }
-                }
-            }
-            token.addToResult(result, length, sink);
-            if (usesArgument)
+            if (c == '%') {
+                token.addToResult("%", 1, sink);
+            } else if ((c == 'd' || c == 's' || c == 'u' || c == 'D' || c == 'T' || c == 'f' || c == 'p') &&
+                       quickArgument(details[index], types[index], quick, result, length)) {
+                // Decimals and texts taken as they stand: nothing to indent.
+                token.addToResult(result, length, sink);
                 ++index;
-            if (*cursor)
-                ++cursor;
+            } else {
+                renderThroughScratch(*this, c, index, token, sink);
+                ++index;
+            }
         }
+        if (*cursor)
+            ++cursor;
     }
 }
 

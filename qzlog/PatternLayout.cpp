@@ -101,11 +101,13 @@ struct TimeCache {
     char secondFormat[32] = "";
     char firstText[128] = "";
     char secondText[128] = "";
+    size_t firstLength = 0;
+    size_t secondLength = 0;
 };
 
 // The cache lives in the thread's logging context and dies with it.
 TimeCache& threadTimeCache() {
-    LogThreadContext* context = LogBufferImpl::getThreadContext(0);
+    LogThreadContext* context = LogBufferImpl::ownContext();
     if (!context->timeCache) {
         context->timeCache = new TimeCache();
         context->freeTimeCache = [](void* cache) { delete static_cast<TimeCache*>(cache); };
@@ -124,9 +126,7 @@ void copyFormat(char* dst, const char* src, size_t n) {
     dst[n] = '\0';
 }
 
-} // namespace
-
-void makeTime(const timeval32_t& time, const char* pattern, char* out) {
+size_t makeTimeText(const timeval32_t& time, const char* pattern, char* out) {
     if (time.tv_sec <= IntervalLimit) {
         // Not a date but an interval: seconds and milliseconds. Decision: the
         // fraction shows milliseconds, like the dates do.
@@ -134,7 +134,7 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
         out[n++] = '.';
         u32ToBuffer((time.tv_usec / 1000) % 1000, out + n, 3);
         out[n + 3] = '\0';
-        return;
+        return n + 3;
     }
     TimeCache& cache = threadTimeCache();
     if (!pattern || !*pattern)
@@ -171,22 +171,32 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
         if (cache.secondFormat[0] &&
             std::strftime(cache.secondText, sizeof cache.secondText, cache.secondFormat, &local) == 0)
             cache.secondText[0] = '\0';
+        cache.firstLength = std::strlen(cache.firstText);
+        cache.secondLength = std::strlen(cache.secondText);
     }
     uint32_t ms = (time.tv_usec / 1000) % 1000;
     if (cache.hasSeconds && (patternChanged || ms != cache.lastMilliseconds)) {
         cache.lastMilliseconds = ms;
         u32ToBuffer(ms, cache.milliseconds, 3);
     }
-    size_t n = std::strlen(cache.firstText);
+    size_t n = cache.firstLength;
     std::memcpy(out, cache.firstText, n);
     if (cache.hasSeconds) {
         std::memcpy(out + n, cache.milliseconds, 3);
         n += 3;
     }
-    size_t m = std::strlen(cache.secondText);
+    const size_t m = cache.secondLength;
     std::memcpy(out + n, cache.secondText, m);
     out[n + m] = '\0';
+    return n + m;
 }
+
+} // namespace
+
+void makeTime(const timeval32_t& time, const char* pattern, char* out) {
+    makeTimeText(time, pattern, out);
+}
+
 
 void PatternLayout::format(const LoggingEvent* event, std::string& out) {
     const LocationDependentAttributes* location = event->attributes.location;
@@ -236,8 +246,8 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
         }
         case 'd': {
             char text[300];
-            makeTime(attrs.time, token.option.c_str(), text);
-            token.addToResult(text, std::strlen(text), sink);
+            const size_t n = makeTimeText(attrs.time, token.option.c_str(), text);
+            token.addToResult(text, n, sink);
             continue;
         }
         case 'l': {
