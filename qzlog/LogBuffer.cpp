@@ -549,6 +549,17 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
     delete context;
 }
 
+void LogBufferImpl::waitForLogCalls() {
+    MultiThreading::BiasedLock::processBarrier();
+    if (!g)
+        return;
+    const LogThreadContext* own = t_ownContext;
+    ScopedLock storage(g->storageMutex);
+    for (const LogThreadContext* context : g->contexts)
+        if (context != own)
+            context->mutex.waitForOwnerSection();
+}
+
 void LogBufferImpl::sumLoggerCounts(unsigned short id, uint64_t& logged, uint64_t& issued) {
     if (!g)
         return;

@@ -2,6 +2,7 @@
 #include "qzlog/Logger.h"
 
 #include "qzlog/Appender.h"
+#include "qzlog/detail/ConfigurationPause.h"
 #include "qzlog/detail/LogBuffer.h"
 #include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/detail/LoggerName.h"
@@ -90,6 +91,7 @@ Logger* Logger::getChild(const char* leaf) const {
 }
 
 void Logger::addAppender(Appender& appender) {
+    AppenderListChange change;
     ScopedLock guard(lock);
     impl->appenders.push_back(&appender);
     impl->counted();
@@ -114,6 +116,7 @@ bool Logger::isAttached(Appender& appender) {
 }
 
 bool Logger::removeAppender(Appender& appender) {
+    AppenderListChange change;
     ScopedLock guard(lock);
     auto& list = impl->appenders;
     auto end = std::remove(list.begin(), list.end(), &appender);
@@ -124,6 +127,7 @@ bool Logger::removeAppender(Appender& appender) {
 }
 
 bool Logger::removeAppender(const char* name) {
+    AppenderListChange change;
     ScopedLock guard(lock);
     auto& list = impl->appenders;
     auto end = std::remove_if(list.begin(), list.end(), [name](Appender* a) { return a->getName() == name; });
@@ -134,6 +138,7 @@ bool Logger::removeAppender(const char* name) {
 }
 
 void Logger::removeAllAppenders() {
+    AppenderListChange change;
     ScopedLock guard(lock);
     impl->appenders.clear();
     impl->counted();
@@ -154,12 +159,14 @@ void Logger::deliverBuffer(unsigned int eventCount, const void* data, unsigned i
 }
 
 void Logger::replaceAppender(Appender* from, Appender* to) {
+    AppenderListChange change;
     ScopedLock guard(lock);
     std::replace(impl->appenders.begin(), impl->appenders.end(), from, to);
     impl->counted();
 }
 
 void Logger::appenderKindsChanged() {
+    AppenderListChange change;
     for (Logger* l : getRepository().getCurrentLoggers()) {
         ScopedLock guard(l->lock);
         l->impl->counted();
@@ -214,21 +221,34 @@ void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
     // Counted in the calling thread's own context: no shared write per event.
     LogThreadContext* own = LogBufferImpl::ownContext();
+    // Inside its own log call, and with no change of appender lists under
+    // way, this thread reads the lists without the loggers' locks: a change
+    // (or a pause) first waits for the log calls under way to end, and the
+    // calls after it see it counted and take the locks. Read once: a change
+    // that starts later waits for this call.
+    const bool unlocked = own->mutex.ownerInside() && AppenderListChange::listsSteady();
     for (Logger* l = this; l; l = l->parent) {
         bool additive;
         const size_t attached = l->impl->appenderCount.load(std::memory_order_acquire);
         if (attached != 0 && l->impl->textAppenderCount.load(std::memory_order_acquire) != 0) {
             uint64_t offered = 0;
-            ScopedLock guard(l->lock);
-            for (Appender* a : l->impl->appenders) {
-                if (a->enabled && eventLevel >= a->threshold && !a->wantsBuffers)
-                    a->doAppendImpl(event);
-                ++offered;
+            auto offer = [&] {
+                for (Appender* a : l->impl->appenders) {
+                    if (a->enabled && eventLevel >= a->threshold && !a->wantsBuffers)
+                        a->doAppendImpl(event);
+                    ++offered;
+                }
+                // Read with the appenders: read after them, a reload in
+                // between could send the event to this logger's old
+                // appenders and then, by its new additivity, to the parent's.
+                additive = l->getAdditivity();
+            };
+            if (unlocked) {
+                offer();
+            } else {
+                ScopedLock guard(l->lock);
+                offer();
             }
-            // Read with the appenders, under the same lock: read after it, a
-            // reload in between could send the event to this logger's old
-            // appenders and then, by its new additivity, to the parent's too.
-            additive = l->getAdditivity();
             if (LogThreadContext::LoggerCounts* c = own->counts(l->id))
                 LogThreadContext::bump(c->issued, offered);
         } else {

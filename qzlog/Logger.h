@@ -45,9 +45,12 @@ QZ_API bool qzlogIsSingleThreaded();
 ///
 /// Thread safety: log() may run on every thread at once. The effective byte
 /// is read without a lock; a stale read costs one event more or less.
-/// `lock` guards the appender list and is held while an event is offered to
-/// this logger's appenders. Lock order: logger lock, then an appender's lock;
-/// ancestors' locks are taken one at a time, never nested.
+/// `lock` guards the appender list. The list changes only inside an
+/// AppenderListChange, which first waits for the log calls under way; a log
+/// call offers its event to the appenders without `lock` while no change is
+/// under way, and under it otherwise (a LoggingPause counts as a change, so
+/// no event gets past a paused logger). Lock order: logger lock, then an
+/// appender's lock; ancestors' locks are taken one at a time, never nested.
 class QZ_API Logger {
 public:
     /// A logger whose effective byte is its own `ownLevelByte`.

@@ -249,12 +249,14 @@ bool LoggerRepository::configurationChanged() const {
 }
 
 void LoggerRepository::replaceAppender(Appender* from, Appender* to) {
+    AppenderListChange change; // before the mutex: it waits for log calls
     ScopedLock guard(impl->mutex);
     for (auto& entry : impl->tree)
         entry.second->replaceAppender(from, to);
 }
 
 void LoggerRepository::removeAllAppenders() {
+    AppenderListChange change; // before the mutex: it waits for log calls
     ScopedLock guard(impl->mutex);
     for (auto& entry : impl->tree) {
         Logger* l = entry.second;
@@ -373,6 +375,24 @@ namespace {
 std::atomic<bool> g_loadingConfiguration{false};
 
 } // namespace
+
+std::atomic<unsigned int> AppenderListChange::s_changes{0};
+
+namespace {
+thread_local unsigned int t_listChangeDepth = 0;
+} // namespace
+
+void AppenderListChange::begin() {
+    if (t_listChangeDepth++ != 0)
+        return;
+    s_changes.fetch_add(1, std::memory_order_seq_cst);
+    LogBufferImpl::waitForLogCalls();
+}
+
+void AppenderListChange::end() {
+    if (--t_listChangeDepth == 0)
+        s_changes.fetch_sub(1, std::memory_order_release);
+}
 
 ConfigurationPause::ConfigurationPause() : m_outermost(t_pauseDepth++ == 0), m_context(nullptr) {
     if (!m_outermost)

@@ -3,6 +3,7 @@
 
 #include "qzlog/Logger.h"
 #include "qzlog/LoggerRepository.h"
+#include "qzlog/detail/ConfigurationPause.h"
 
 #include "qzmsg/CThreadContext.h"
 
@@ -14,6 +15,10 @@ namespace qzlib {
 namespace qzlog {
 
 LoggingPause::LoggingPause() {
+    // Log calls read appender lists without the loggers' locks while no
+    // change is under way: counted as one, a pause makes them take the locks
+    // it holds, once those under way have ended.
+    AppenderListChange::begin();
     m_loggers = Logger::getRepository().getCurrentLoggers();
     for (Logger* l : m_loggers)
         l->lock.Lock();
@@ -22,6 +27,7 @@ LoggingPause::LoggingPause() {
 LoggingPause::~LoggingPause() {
     for (Logger* l : m_loggers)
         l->lock.Unlock();
+    AppenderListChange::end();
 }
 
 LoggingCallStack::LoggingCallStack() : m_text("<Unavailable>") {

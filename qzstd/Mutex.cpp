@@ -201,6 +201,41 @@ void BiasedLock::ownerUnlockSlow() {
     m_mutex.Unlock();
 }
 
+void BiasedLock::processBarrier() {
+    if (barrierRegistered())
+        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+    else
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+}
+
+namespace {
+// Sections are short but may write to a slow file: back off from spinning
+// to yielding to sleeping.
+void backOff(unsigned int round) {
+    if (round < 64) {
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#endif
+    } else if (round < 1024) {
+        sched_yield();
+    } else {
+        const timespec nap{0, 100 * 1000};
+        nanosleep(&nap, nullptr);
+    }
+}
+} // namespace
+
+void BiasedLock::waitForOwnerSection() const {
+    if (m_busy.load(std::memory_order_seq_cst) == 0)
+        return;
+    // An owner that logs without pause may be inside a section at every
+    // look: the count of ended sections tells that the one seen has ended.
+    const unsigned int seen = m_exits.load(std::memory_order_acquire);
+    for (unsigned int round = 0;
+         m_busy.load(std::memory_order_acquire) != 0 && m_exits.load(std::memory_order_acquire) == seen; ++round)
+        backOff(round);
+}
+
 void BiasedLock::Lock() {
     m_mutex.Lock();
     if (++m_depth != 1)
@@ -215,20 +250,9 @@ void BiasedLock::Lock() {
     if (barrierRegistered())
         ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
     // Either the owner's next entry sees the request, or its store of busy is
-    // visible here now; wait for the section in progress to end. Sections are
-    // short but may write to a slow file: back off from spinning to sleeping.
-    for (unsigned int round = 0; m_busy.load(std::memory_order_seq_cst) != 0; ++round) {
-        if (round < 64) {
-#if defined(__x86_64__) || defined(__i386__)
-            __builtin_ia32_pause();
-#endif
-        } else if (round < 1024) {
-            sched_yield();
-        } else {
-            const timespec nap{0, 100 * 1000};
-            nanosleep(&nap, nullptr);
-        }
-    }
+    // visible here now; wait for the section in progress to end.
+    for (unsigned int round = 0; m_busy.load(std::memory_order_seq_cst) != 0; ++round)
+        backOff(round);
     m_raised = true;
 }
 

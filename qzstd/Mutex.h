@@ -195,11 +195,24 @@ public:
             ownerLockSlow();
     }
     void ownerUnlock() {
-        if (__builtin_expect(m_ownerHolds, 0))
+        if (__builtin_expect(m_ownerHolds, 0)) {
             ownerUnlockSlow();
-        else
+        } else {
             m_busy.store(0, std::memory_order_release);
+            m_exits.store(m_exits.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+        }
     }
+    /// The owner: whether it is inside a section it entered with plain stores.
+    bool ownerInside() const { return m_busy.load(std::memory_order_relaxed) != 0; }
+
+    /// Another thread, after processBarrier(): returns once the owner's
+    /// section under way, if any, has ended. A section begun after the
+    /// barrier is not waited for: it sees whatever the caller stored before.
+    void waitForOwnerSection() const;
+    /// Makes this thread's earlier stores visible to every running thread
+    /// before its later loads, as the other side of owners' plain stores:
+    /// the kernel barrier where owners use them, else a fence.
+    static void processBarrier();
 
     /// Waits until the owner is outside its section and keeps it out until
     /// Unlock. Recursive.
@@ -215,6 +228,7 @@ private:
 
     std::atomic<unsigned int> m_busy{0};    // the owner is inside its section
     std::atomic<unsigned int> m_request{0}; // a holder from outside waits or works
+    std::atomic<unsigned int> m_exits{0};   // sections the owner ended with plain stores
     bool m_ownerHolds = false;              // the owner's section holds m_mutex
     bool m_raised = false;                  // the outermost Lock raised the request
     unsigned int m_depth = 0;               // Lock depth, under m_mutex

@@ -9,6 +9,7 @@
 #ifndef QZLOG_DETAIL_CONFIGURATIONPAUSE_H
 #define QZLOG_DETAIL_CONFIGURATIONPAUSE_H
 
+#include <atomic>
 #include <vector>
 
 namespace qzs {
@@ -18,8 +19,35 @@ namespace qzlog {
 class Logger;
 class LogThreadContext;
 
-/// Scope guard for a configuration load. Takes, in this order: the calling
-/// thread's own log context mutex, the buffer delivery mutex, the repository
+/// Loggers' appender lists change only inside such a scope. A thread inside
+/// its own log call reads them without the loggers' locks while no change is
+/// under way; the outermost scope on a thread counts itself in, then waits
+/// until the log calls of other threads under way have ended (later ones see
+/// the count and take the locks). Nests on a thread.
+///
+/// REQUIRES: the outermost scope starts with no logging lock held (context,
+/// delivery, repository, logger or appender): the calls it waits for may
+/// need any of them.
+class AppenderListChange {
+public:
+    AppenderListChange() { begin(); }
+    ~AppenderListChange() { end(); }
+    /// The same without a scope, for guards that keep no state of their own.
+    static void begin();
+    static void end();
+    AppenderListChange(const AppenderListChange&) = delete;
+    AppenderListChange& operator=(const AppenderListChange&) = delete;
+
+    /// True while no change is under way anywhere. Read by a log call
+    /// inside its section; see Logger::doAppend.
+    static bool listsSteady() { return s_changes.load(std::memory_order_seq_cst) == 0; }
+
+private:
+    static std::atomic<unsigned int> s_changes;
+};
+
+/// Scope guard for a configuration load. Takes, in this order: an
+/// AppenderListChange, the calling thread's own log context mutex, the buffer delivery mutex, the repository
 /// mutex, then every logger's lock in tree order; releases them in reverse.
 ///
 /// Why not LoggingPause alone: a load makes loggers and refolds levels,
@@ -44,6 +72,7 @@ public:
     static bool insidePause();
 
 private:
+    AppenderListChange m_change;
     bool m_outermost;
     LogThreadContext* m_context;
     std::vector<Logger*> m_loggers;

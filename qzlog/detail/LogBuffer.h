@@ -124,6 +124,9 @@ public:
         LogThreadContext* own = t_ownContext;
         return own ? own : getThreadContext(0);
     }
+    /// Returns once every other thread's log call under way has ended.
+    /// REQUIRES: no logging lock held; see AppenderListChange.
+    static void waitForLogCalls();
     /// What the live threads counted for logger `id`, added to the totals;
     /// ended threads' counts are in the logger's own fields.
     static void sumLoggerCounts(unsigned short id, uint64_t& logged, uint64_t& issued);
