@@ -79,7 +79,12 @@ TEST_F(LockStressTest, LoggingSurvivesFlushDumpAndReconfiguration) {
             log.logger->removeAppender(extra);
             sibling->setLevel(Level::Inherit);
         }
-        LoggingPause pause;
+        {
+            LoggingPause pause;
+            log.logger->addAppender(extra);
+            log.logger->removeAppender(extra);
+        }
+        // Outside any pause: each change waits for the log calls under way.
         log.logger->addAppender(extra);
         log.logger->removeAppender(extra);
     });
