@@ -342,12 +342,13 @@ namespace {
 inline bool quickArgument(const unsigned char* data, LogDataType type, char* buffer,
                           const char*& result, size_t& length) {
     switch (type) {
-    case LogInt: length = i32ToString(readAs<int32_t>(data), buffer); break;
-    case LogUnsignedInt: length = u32ToString(readAs<uint32_t>(data), buffer); break;
-    case LogLong: length = i64ToString(readAs<int64_t>(data), buffer); break;
-    case LogUnsignedLong: length = u64ToString(readAs<uint64_t>(data), buffer); break;
-    case LogShort: length = i16ToString(readAs<int16_t>(data), buffer); break;
-    case LogUnsignedShort: length = u16ToString(readAs<uint16_t>(data), buffer); break;
+    // `buffer` holds 32 bytes: room for the padded writers' wide stores.
+    case LogInt: length = i64ToStringPadded(readAs<int32_t>(data), buffer); break;
+    case LogUnsignedInt: length = u64ToStringPadded(readAs<uint32_t>(data), buffer); break;
+    case LogLong: length = i64ToStringPadded(readAs<int64_t>(data), buffer); break;
+    case LogUnsignedLong: length = u64ToStringPadded(readAs<uint64_t>(data), buffer); break;
+    case LogShort: length = i64ToStringPadded(readAs<int16_t>(data), buffer); break;
+    case LogUnsignedShort: length = u64ToStringPadded(readAs<uint16_t>(data), buffer); break;
     case LogString:
         // A text given as it stands is not indented, even with newlines.
         result = reinterpret_cast<const char*>(data);

@@ -6,7 +6,11 @@
 
 #include <climits>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <random>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -41,6 +45,35 @@ TEST(NumberStringTest, ToStringExtremes) {
     EXPECT_EQ(counted([](char* o) { return u8ToString(UINT8_MAX, o); }), "3:255");
     EXPECT_EQ(counted([](char* o) { return i32ToString(0, o); }), "1:0");
     EXPECT_EQ(counted([](char* o) { return i8ToString(-1, o); }), "2:-1");
+}
+
+TEST(NumberStringTest, ToStringAgreesWithPrintfAtEveryLength) {
+    // Each digit count, its edges (10^k - 1, 10^k) and random values, both
+    // signs: the short and the split forms of the decimal writer meet here.
+    std::mt19937_64 random(20261125);
+    std::vector<uint64_t> values = {0};
+    for (uint64_t p = 1, k = 0; k < 20; ++k, p *= 10) {
+        values.push_back(p - 1);
+        values.push_back(p);
+        for (int i = 0; i < 200; ++i)
+            values.push_back(p + random() % (k < 19 ? p * 9 : UINT64_MAX - p));
+    }
+    char text[32], expected[32];
+    for (uint64_t v : values) {
+        std::snprintf(expected, sizeof expected, "%llu", static_cast<unsigned long long>(v));
+        for (auto write : {u64ToString, u64ToStringPadded}) {
+            std::memset(text, '#', sizeof text);
+            ASSERT_EQ(write(v, text), std::strlen(expected));
+            ASSERT_STREQ(text, expected);
+        }
+        const int64_t negative = -static_cast<int64_t>(v >> 1);
+        std::snprintf(expected, sizeof expected, "%lld", static_cast<long long>(negative));
+        for (auto write : {i64ToString, i64ToStringPadded}) {
+            std::memset(text, '#', sizeof text);
+            ASSERT_EQ(write(negative, text), std::strlen(expected));
+            ASSERT_STREQ(text, expected);
+        }
+    }
 }
 
 TEST(NumberStringTest, ToBufferPadsAndDropsHighDigits) {
