@@ -267,7 +267,7 @@ void Logger::doAppend(const LoggingEvent* event) {
 
 Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(nullptr) {
     int saved = errno;
-    LogThreadContext* own = LogBufferImpl::getThreadContext(0);
+    LogThreadContext* own = LogBufferImpl::ownContext();
     if (own && own->recursion == 0) {
         context = own;
         context->recursion = 1;

@@ -114,7 +114,9 @@ void LoggingEvent::init(const char* format, const char* file, const char* functi
 LoggingEvent::LoggingEvent(LogBuffer* buf, const char* format, const char* file, const char* function,
                            unsigned short line, unsigned short argCount, unsigned short loggerId,
                            unsigned char level) {
-    attributes.attributes.sequence = Logger::getRepository().getEventSequence();
+    LoggerRepository* repository = __atomic_load_n(&Logger::m_repository, __ATOMIC_ACQUIRE);
+    attributes.attributes.sequence =
+        (repository ? repository : &Logger::getRepository())->getEventSequence();
     // LogBufferImpl is the one real buffer class; its context is the thread's.
     LogThreadContext* owner = static_cast<LogBufferImpl*>(buf)->context;
     attributes.attributes.threadNumber =

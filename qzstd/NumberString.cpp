@@ -144,6 +144,17 @@ size_t OctalString(uint64_t value, char* dst) {
 }
 
 size_t u64ToStringPadded(uint64_t value, char* dst) {
+    // Small values are the usual ones: a table look-up, no multiplications.
+    if (value < 100) {
+        if (value < 10) {
+            dst[0] = static_cast<char>('0' + value);
+            dst[1] = '\0';
+            return 1;
+        }
+        std::memcpy(dst, TwoDigits + 2 * value, 2);
+        dst[2] = '\0';
+        return 2;
+    }
 #if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
     if (value < 100000000u) {
         const unsigned n = shortDecimal(static_cast<uint32_t>(value), dst);
