@@ -245,6 +245,12 @@ void PatternLayout::format(const LoggingEvent* event, std::string& out) {
             continue;
         }
         case 'd': {
+            if (token.width == 0 && token.precision == 0) {
+                // Straight into the line: a date is at most 3 texts of 128.
+                char* at = sink.reserve(300);
+                sink.commit(makeTimeText(attrs.time, token.option.c_str(), at));
+                continue;
+            }
             char text[300];
             const size_t n = makeTimeText(attrs.time, token.option.c_str(), text);
             token.addToResult(text, n, sink);

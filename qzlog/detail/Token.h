@@ -64,6 +64,14 @@ public:
             m_p = m_buffer;
         }
     }
+    /// Room for `n` characters (at most the buffer's size) at the end of the
+    /// sink, to be written in place and then committed: one copy less.
+    char* reserve(size_t n) {
+        if (static_cast<size_t>(m_buffer + sizeof m_buffer - m_p) < n)
+            flush();
+        return m_p;
+    }
+    void commit(size_t n) { m_p += n; }
     /// Characters written so far, through the sink or before it.
     size_t size() const { return m_out.size() + static_cast<size_t>(m_p - m_buffer); }
     /// Trims "\r\t " from both ends of what was written since `mark` (a

@@ -138,8 +138,10 @@ TEST(SyncTest, BiasedLockOwnerAndOthersLoseNoUpdate) {
     BiasedLock lock;
     long counter = 0;
     std::atomic<bool> ownerDone{false};
+    std::promise<void> ownerNamed;
     std::thread owner([&] {
         lock.setOwner(pthread_self());
+        ownerNamed.set_value();
         for (int i = 0; i < 200000; ++i) {
             lock.ownerLock();
             counter += 1;
@@ -147,6 +149,7 @@ TEST(SyncTest, BiasedLockOwnerAndOthersLoseNoUpdate) {
         }
         ownerDone = true;
     });
+    ownerNamed.get_future().wait(); // the owner is named before others look
     std::vector<std::thread> others;
     for (int t = 0; t < 2; ++t)
         others.emplace_back([&] {
