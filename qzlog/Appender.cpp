@@ -1,6 +1,8 @@
 //===- qzlog/Appender.cpp - One named output ------------------------------===//
 #include "qzlog/Appender.h"
 
+#include "qzlog/PatternLayout.h"
+
 #include "qzlog/Filter.h"
 #include "qzlog/Layout.h"
 #include "qzlog/Level.h"
@@ -31,7 +33,8 @@ void Appender::Initialize() {
 }
 
 Appender::Appender(const char* appenderName)
-    : filters(nullptr), layout(nullptr), name(appenderName ? appenderName : ""), threshold(Level::All),
+    : filters(nullptr), layout(nullptr), patternLayout(nullptr), name(appenderName ? appenderName : ""),
+      threshold(Level::All),
       enabled(true), wantsBuffers(false), eventsIssued(0), eventsFiltered(0) {
     if (!g_registry)
         qzlogInitialize();
@@ -73,6 +76,7 @@ void Appender::clearFilters() {
 
 void Appender::setLayout(Layout* newLayout) {
     layout = newLayout;
+    patternLayout = dynamic_cast<PatternLayout*>(newLayout);
     const bool raw = layout != nullptr && !layout->canLayoutEvents();
     if (raw != wantsBuffers) {
         wantsBuffers = raw;

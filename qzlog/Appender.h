@@ -23,6 +23,7 @@ namespace qzlog {
 
 class Filter;
 class Layout;
+class PatternLayout;
 class LoggingEvent;
 
 /// Base of every output.
@@ -87,6 +88,11 @@ public:
 
     Filter* filters;
     Layout* layout;
+    /// `layout` when setLayout was given a PatternLayout, else null: writers
+    /// lay such events out straight into a buffer of their own. Kept in step
+    /// by setLayout only (assigning `layout` directly leaves the two apart,
+    /// and writers then take the general way).
+    PatternLayout* patternLayout;
     /// Serialises output. A FastMutex: it is taken once for every event.
     MultiThreading::FastMutex lock;
     std::string name;

@@ -199,9 +199,13 @@ void makeTime(const timeval32_t& time, const char* pattern, char* out) {
 
 
 void PatternLayout::format(const LoggingEvent* event, std::string& out) {
+    detail::TextSink sink(out);
+    formatInto(event, sink);
+}
+
+void PatternLayout::formatInto(const LoggingEvent* event, detail::TextSink& sink) {
     const LocationDependentAttributes* location = event->attributes.location;
     const LocationIndependentAttributes& attrs = event->attributes.attributes;
-    detail::TextSink sink(out);
     char work[512];
     for (const Token& token : impl->tokens) {
         switch (token.type) {

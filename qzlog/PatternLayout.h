@@ -22,6 +22,9 @@
 
 namespace qzs {
 namespace qzlib {
+namespace detail {
+class TextSink;
+} // namespace detail
 namespace qzlog {
 
 class Token;
@@ -49,6 +52,11 @@ public:
     struct Impl;
 
 private:
+    friend class WriterAppender;
+    /// format() into a sink: a writer lays a line out on its stack and
+    /// writes it from there.
+    void formatInto(const LoggingEvent* event, detail::TextSink& sink);
+
     Impl* impl;
 };
 

@@ -1,6 +1,9 @@
 //===- qzlog/WriterAppender.cpp - Output to a stdio stream ----------------===//
 #include "qzlog/WriterAppender.h"
 
+#include "qzlog/PatternLayout.h"
+#include "qzlog/detail/Token.h"
+
 #include "qzlog/Layout.h"
 #include "qzlog/LoggingEvent.h"
 
@@ -33,6 +36,20 @@ void WriterAppender::close() {
 
 void WriterAppender::append(const LoggingEvent* event) {
     buffer.clear(); // keeps its capacity: steady output allocates nothing
+    if (layout && patternLayout == layout) {
+        // Laid out on the stack and written from there; `buffer` takes only
+        // what outgrows the sink.
+        detail::TextSink sink(buffer);
+        patternLayout->formatInto(event, sink);
+        if (buffer.empty()) {
+            write(sink.pending(), sink.pendingSize());
+            sink.discard();
+            return;
+        }
+        sink.flush();
+        write(buffer.data(), buffer.size());
+        return;
+    }
     if (layout) {
         layout->format(event, buffer);
     } else {

@@ -72,6 +72,11 @@ public:
         return m_p;
     }
     void commit(size_t n) { m_p += n; }
+    /// The text not yet flushed, and forgetting it (after it was written
+    /// elsewhere): a line that fits the buffer need not reach the string.
+    const char* pending() const { return m_buffer; }
+    size_t pendingSize() const { return static_cast<size_t>(m_p - m_buffer); }
+    void discard() { m_p = m_buffer; }
     /// Characters written so far, through the sink or before it.
     size_t size() const { return m_out.size() + static_cast<size_t>(m_p - m_buffer); }
     /// Trims "\r\t " from both ends of what was written since `mark` (a
