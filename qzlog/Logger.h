@@ -45,11 +45,12 @@ QZ_API bool qzlogIsSingleThreaded();
 ///
 /// Thread safety: log() may run on every thread at once. The effective byte
 /// is read without a lock; a stale read costs one event more or less.
-/// `lock` guards the appender list. The list changes only inside an
-/// AppenderListChange, which first waits for the log calls under way; a log
-/// call offers its event to the appenders without `lock` while no change is
-/// under way, and under it otherwise (a LoggingPause counts as a change, so
-/// no event gets past a paused logger). Lock order: logger lock, then an
+/// `lock` guards the appender list. A change to any logger's list (attach,
+/// detach, replace, a reload) first waits for the log calls under way on
+/// other threads; a log call offers its event to the appenders without
+/// `lock` while no change is under way, and under it otherwise. A
+/// LoggingPause counts as a change, so no event gets past a paused logger.
+/// REQUIRES: the thread that changes a list holds no logging lock. Lock order: logger lock, then an
 /// appender's lock; ancestors' locks are taken one at a time, never nested.
 class QZ_API Logger {
 public:

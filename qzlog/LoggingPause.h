@@ -21,7 +21,9 @@ namespace qzlog {
 class Logger;
 
 /// Scope guard that takes every logger's lock, oldest first, and releases
-/// them in the same order. Loggers made while it lives are not held.
+/// them in the same order. Loggers made while it lives are not held. Log
+/// calls read appender lists without those locks while nothing changes them,
+/// so a pause first waits for the log calls under way on other threads.
 /// REQUIRES: the thread holds no logger or appender lock when it starts
 /// one (lock order: repository mutex, then logger locks), and neither logs
 /// nor sets a level while the pause lives: a log call may deliver a full
