@@ -14,6 +14,7 @@
 #include <linux/futex.h>
 #include <linux/membarrier.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <time.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -180,6 +181,32 @@ bool barrierRegistered() {
     return registered;
 }
 
+// The barrier for holders from outside, once registered. It cannot fail
+// quietly: owners rely on it. Should the kernel refuse it after all, the
+// process registers again; failing that, lowering the protection of a page
+// this thread has just written makes the kernel interrupt every processor
+// that runs the process to flush its TLB, which orders their stores as a
+// barrier does.
+void expeditedBarrier() {
+    if (::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0)
+        return;
+    if (::syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0 &&
+        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0)
+        return;
+    static FastMutex pageLock;
+    static void* page = ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ScopedLock guard(pageLock);
+    if (page == MAP_FAILED || ::mprotect(page, 4096, PROT_READ | PROT_WRITE) != 0) {
+        // Nothing left that orders other processors' stores: wait long
+        // enough for any store buffer to drain.
+        const timespec nap{0, 1000 * 1000};
+        nanosleep(&nap, nullptr);
+        return;
+    }
+    *static_cast<volatile char*>(page) = 1;
+    ::mprotect(page, 4096, PROT_NONE);
+}
+
 } // namespace
 
 BiasedLock::BiasedLock() {
@@ -203,7 +230,7 @@ void BiasedLock::ownerUnlockSlow() {
 
 void BiasedLock::processBarrier() {
     if (barrierRegistered())
-        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+        expeditedBarrier();
     else
         std::atomic_thread_fence(std::memory_order_seq_cst);
 }
@@ -248,7 +275,7 @@ void BiasedLock::Lock() {
     }
     m_request.store(1, std::memory_order_seq_cst);
     if (barrierRegistered())
-        ::syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0);
+        expeditedBarrier();
     // Either the owner's next entry sees the request, or its store of busy is
     // visible here now; wait for the section in progress to end.
     for (unsigned int round = 0; m_busy.load(std::memory_order_seq_cst) != 0; ++round)
