@@ -268,8 +268,9 @@ void BiasedLock::Lock() {
     if (++m_depth != 1)
         return;
     // The owner itself: its section, if one is open, is this very caller's,
-    // and other threads are kept out by the mutex.
-    if (pthread_equal(m_owner, pthread_self())) {
+    // and other threads are kept out by the mutex. With no owner (a replay's
+    // context) there is no section to wait for: the mutex alone serves.
+    if (m_owner == pthread_t() || pthread_equal(m_owner, pthread_self())) {
         m_raised = false;
         return;
     }

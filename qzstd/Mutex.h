@@ -180,7 +180,9 @@ public:
     BiasedLock(const BiasedLock&) = delete;
     BiasedLock& operator=(const BiasedLock&) = delete;
 
-    /// The thread whose sections are cheap; set before it first enters.
+    /// The thread whose sections are cheap; set before it first enters and
+    /// before other threads see the lock. Without an owner the lock is a
+    /// plain FastMutex.
     void setOwner(pthread_t owner) { m_owner = owner; }
 
     void ownerLock() {
