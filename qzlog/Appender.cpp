@@ -107,7 +107,12 @@ void Appender::doAppendImpl(const LoggingEvent* event) {
         if (action == Filter::Accept)
             break;
     }
-    ScopedLock guard(lock);
+    // Taken as the lock's frequent user: see Appender::lock.
+    struct Often {
+        explicit Often(MultiThreading::AdaptiveLock& l) : lock(l) { lock.LockOften(); }
+        ~Often() { lock.Unlock(); }
+        MultiThreading::AdaptiveLock& lock;
+    } guard(lock);
     append(event);
     // Every writer holds the lock: a load and a store, no read-modify-write.
     __atomic_store_n(&eventsIssued, __atomic_load_n(&eventsIssued, __ATOMIC_RELAXED) + 1, __ATOMIC_RELAXED);

@@ -93,8 +93,10 @@ public:
     /// by setLayout only (assigning `layout` directly leaves the two apart,
     /// and writers then take the general way).
     PatternLayout* patternLayout;
-    /// Serialises output. A FastMutex: it is taken once for every event.
-    MultiThreading::FastMutex lock;
+    /// Serialises output. Taken once for every event: while one thread is
+    /// the only one to log through this appender, it takes the lock with
+    /// plain stores; once a second thread logs through it, it is a FastMutex.
+    MultiThreading::AdaptiveLock lock;
     std::string name;
     unsigned char threshold;
     bool enabled;

@@ -270,7 +270,8 @@ void BiasedLock::Lock() {
     // The owner itself: its section, if one is open, is this very caller's,
     // and other threads are kept out by the mutex. With no owner (a replay's
     // context) there is no section to wait for: the mutex alone serves.
-    if (m_owner == pthread_t() || pthread_equal(m_owner, pthread_self())) {
+    if (m_owner == pthread_t() || m_retired.load(std::memory_order_relaxed) ||
+        pthread_equal(m_owner, pthread_self())) {
         m_raised = false;
         return;
     }
@@ -282,6 +283,41 @@ void BiasedLock::Lock() {
     for (unsigned int round = 0; m_busy.load(std::memory_order_seq_cst) != 0; ++round)
         backOff(round);
     m_raised = true;
+}
+
+bool BiasedLock::adopt() {
+    // Under the mutex: a thread taking the lock from outside meanwhile either
+    // finishes first or finds the owner named and waits for its sections.
+    m_mutex.Lock();
+    if (m_owner == pthread_t() && !m_retired.load(std::memory_order_relaxed))
+        m_owner = pthread_self();
+    const bool owner = pthread_equal(m_owner, pthread_self()) && !m_retired.load(std::memory_order_relaxed);
+    m_mutex.Unlock();
+    return owner;
+}
+
+void AdaptiveLock::lockOftenSlow() {
+    if (m_owner.load(std::memory_order_relaxed) == pthread_t() && !m_lock.isRetired() && m_lock.adopt()) {
+        // Published after adoption; only this thread reads its own id here.
+        m_owner.store(detail::currentThread(), std::memory_order_relaxed);
+        m_depth = 1;
+        m_lock.ownerLock();
+        return;
+    }
+    // Another thread owns it, or it is shared already. The first such taking
+    // waits the owner out once and ends the bias: two threads taking it
+    // often would otherwise pay a process barrier each time.
+    m_lock.Lock();
+    if (!m_lock.isRetired())
+        m_lock.retire();
+}
+
+void AdaptiveLock::Lock() {
+    if (m_owner.load(std::memory_order_relaxed) == detail::currentThread() && m_depth != 0) {
+        ++m_depth; // inside its own section already
+        return;
+    }
+    m_lock.Lock();
 }
 
 void BiasedLock::Unlock() {

@@ -193,7 +193,11 @@ public:
         } else {
             m_busy.store(1, std::memory_order_seq_cst);
         }
-        if (__builtin_expect(m_request.load(std::memory_order_seq_cst) != 0, 0))
+        // A retired owner (see retire) goes round by the mutex too; the flag
+        // is set before the request falls, so it is seen here after it.
+        if (__builtin_expect(m_request.load(std::memory_order_seq_cst) != 0 ||
+                                 m_retired.load(std::memory_order_relaxed),
+                             0))
             ownerLockSlow();
     }
     void ownerUnlock() {
@@ -224,6 +228,15 @@ public:
     /// True when owners enter with plain stores (the kernel barrier works).
     static bool isAsymmetric() { return s_asymmetric; }
 
+    /// Names the calling thread the owner if there is none yet and the lock
+    /// was never retired; true if it is the owner now.
+    bool adopt();
+    /// Ends the bias for good: from now on the owner's sections take the
+    /// mutex like everyone, and Lock is the mutex alone. REQUIRES: held by
+    /// Lock from another thread than the owner.
+    void retire() { m_retired.store(true, std::memory_order_relaxed); }
+    bool isRetired() const { return m_retired.load(std::memory_order_relaxed); }
+
 private:
     void ownerLockSlow();
     void ownerUnlockSlow();
@@ -231,6 +244,7 @@ private:
     std::atomic<unsigned int> m_busy{0};    // the owner is inside its section
     std::atomic<unsigned int> m_request{0}; // a holder from outside waits or works
     std::atomic<unsigned int> m_exits{0};   // sections the owner ended with plain stores
+    std::atomic<bool> m_retired{false};     // the bias has ended (see retire)
     bool m_ownerHolds = false;              // the owner's section holds m_mutex
     bool m_raised = false;                  // the outermost Lock raised the request
     unsigned int m_depth = 0;               // Lock depth, under m_mutex
@@ -240,13 +254,54 @@ private:
     static bool s_asymmetric;
 };
 
+/// A lock that one thread takes far more often than any other for as long as
+/// that holds: an appender that one thread logs to. The first thread to take
+/// it by LockOften becomes its owner and takes it with plain stores (the
+/// section of a BiasedLock); other threads take it by Lock, at the cost of a
+/// process barrier. The first time another thread takes it by LockOften, the
+/// bias ends for good, and it is a FastMutex for everyone from then on.
+/// Recursive. Unlock matches either kind of taking.
+class QZ_API AdaptiveLock {
+public:
+    AdaptiveLock() = default;
+    AdaptiveLock(const AdaptiveLock&) = delete;
+    AdaptiveLock& operator=(const AdaptiveLock&) = delete;
+
+    void LockOften() {
+        if (m_owner.load(std::memory_order_relaxed) == detail::currentThread()) {
+            if (m_depth++ == 0)
+                m_lock.ownerLock();
+            return;
+        }
+        lockOftenSlow();
+    }
+    void Lock();
+    void Unlock() {
+        if (m_owner.load(std::memory_order_relaxed) == detail::currentThread() && m_depth != 0) {
+            if (--m_depth == 0)
+                m_lock.ownerUnlock();
+            return;
+        }
+        m_lock.Unlock();
+    }
+    /// Whether the lock still favours one thread.
+    bool isBiased() const { return m_owner.load(std::memory_order_relaxed) != pthread_t() && !m_lock.isRetired(); }
+
+private:
+    void lockOftenSlow();
+
+    BiasedLock m_lock;
+    std::atomic<pthread_t> m_owner{pthread_t()}; // set once, by adoption
+    unsigned int m_depth = 0;                    // the owner's nested sections; owner only
+};
+
 /// Scoped guard over a lock pointer and its kind (1 Mutex, 2 Spinlock,
-/// 3 FastMutex, 4 BiasedLock taken from outside).
+/// 3 FastMutex, 4 BiasedLock taken from outside, 5 AdaptiveLock by Lock).
 /// Locks in the constructor; unlocks the right kind in the destructor unless
 /// the pointer is null or release() was called.
 class QZ_API ScopedLock {
 public:
-    enum Kind { KindMutex = 1, KindSpinlock = 2, KindFast = 3, KindBiased = 4 };
+    enum Kind { KindMutex = 1, KindSpinlock = 2, KindFast = 3, KindBiased = 4, KindAdaptive = 5 };
 
     explicit ScopedLock(Mutex* m) : m_lock(m), m_kind(KindMutex) {
         if (m)
@@ -260,6 +315,7 @@ public:
     explicit ScopedLock(Spinlock& s) : ScopedLock(&s) {}
     explicit ScopedLock(FastMutex& f) : m_lock(&f), m_kind(KindFast) { f.Lock(); }
     explicit ScopedLock(BiasedLock& b) : m_lock(&b), m_kind(KindBiased) { b.Lock(); }
+    explicit ScopedLock(AdaptiveLock& a) : m_lock(&a), m_kind(KindAdaptive) { a.Lock(); }
     ~ScopedLock() { unlock(); }
     ScopedLock(const ScopedLock&) = delete;
     ScopedLock& operator=(const ScopedLock&) = delete;
@@ -274,6 +330,8 @@ public:
             static_cast<FastMutex*>(m_lock)->Unlock();
         else if (m_kind == KindBiased)
             static_cast<BiasedLock*>(m_lock)->Unlock();
+        else if (m_kind == KindAdaptive)
+            static_cast<AdaptiveLock*>(m_lock)->Unlock();
         else
             static_cast<Spinlock*>(m_lock)->Unlock();
         m_lock = nullptr;

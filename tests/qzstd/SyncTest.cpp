@@ -190,6 +190,47 @@ TEST(SyncTest, BiasedLockOwnerMayTakeItFromOutsideInsideItsSection) {
     EXPECT_TRUE(taken);
 }
 
+TEST(SyncTest, AdaptiveLockFavoursOneThreadUntilASecondComes) {
+    // One thread takes it often (biased), another takes it rarely (a process
+    // barrier each time, bias kept), then a second frequent taker ends the
+    // bias; a plain counter loses no update through all three phases.
+    AdaptiveLock lock;
+    long counter = 0;
+    auto often = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            lock.LockOften();
+            lock.Lock(); // nested inside the section
+            counter += 1;
+            lock.Unlock();
+            lock.Unlock();
+        }
+    };
+    std::atomic<bool> stop{false};
+    long ownerAdded = 0; // the owner's own tally, read after join
+    std::thread owner([&] {
+        often(50000);
+        ownerAdded = 50000;
+        while (!stop) {
+            often(1000);
+            ownerAdded += 1000;
+        }
+    });
+    std::thread rare([&] {
+        for (int i = 0; i < 200; ++i) {
+            ScopedLock guard(lock);
+            counter += 1000000;
+        }
+    });
+    rare.join();
+    EXPECT_TRUE(lock.isBiased()) << "a rare taker ended the bias";
+    std::thread second([&] { often(50000); });
+    second.join();
+    EXPECT_FALSE(lock.isBiased());
+    stop = true;
+    owner.join();
+    EXPECT_EQ(counter, ownerAdded + 200 * 1000000L + 50000);
+}
+
 TEST(SyncTest, ManualEventStaysFiredAutoEventIsConsumed) {
     // A manual event stays fired through waits until Reset; an auto event is
     // cleared by the wait that sees it, so the next wait times out.
