@@ -221,6 +221,7 @@ void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
     // Counted in the calling thread's own context: no shared write per event.
     LogThreadContext* own = LogBufferImpl::ownContext();
+    LogThreadContext::LoggerCounts* const mine = own->counts(id);
     // Inside its own log call, and with no change of appender lists under
     // way, this thread reads the lists without the loggers' locks: a change
     // (or a pause) first waits for the log calls under way to end, and the
@@ -249,20 +250,20 @@ void Logger::doAppend(const LoggingEvent* event) {
                 ScopedLock guard(l->lock);
                 offer();
             }
-            if (LogThreadContext::LoggerCounts* c = own->counts(l->id))
+            if (LogThreadContext::LoggerCounts* c = l == this ? mine : own->counts(l->id))
                 LogThreadContext::bump(c->issued, offered);
         } else {
             // No appender here takes text: nothing to hand over, no lock.
             if (attached != 0)
-                if (LogThreadContext::LoggerCounts* c = own->counts(l->id))
+                if (LogThreadContext::LoggerCounts* c = l == this ? mine : own->counts(l->id))
                     LogThreadContext::bump(c->issued, attached);
             additive = l->getAdditivity();
         }
         if (!additive || !l->parent)
             break;
     }
-    if (LogThreadContext::LoggerCounts* c = own->counts(id))
-        LogThreadContext::bump(c->logged, 1);
+    if (mine)
+        LogThreadContext::bump(mine->logged, 1);
 }
 
 Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(nullptr) {

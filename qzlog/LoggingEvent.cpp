@@ -124,7 +124,8 @@ LoggingEvent::LoggingEvent(LogBuffer* buf, const char* format, const char* file,
     LoggingTime::getCurrentTime(&attributes.attributes.time);
     init(format, file, function, line, argCount, loggerId, level);
     buffer = buf;
-    buffer->addEvent(this);
+    // The one real buffer class, called directly rather than through the table.
+    static_cast<LogBufferImpl*>(buf)->LogBufferImpl::addEvent(this);
 }
 
 LoggingEvent::LoggingEvent(LogThreadContext* context, const char* format, const char* file,
