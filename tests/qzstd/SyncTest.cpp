@@ -207,14 +207,18 @@ TEST(SyncTest, AdaptiveLockFavoursOneThreadUntilASecondComes) {
     };
     std::atomic<bool> stop{false};
     long ownerAdded = 0; // the owner's own tally, read after join
+    std::promise<void> adopted;
     std::thread owner([&] {
-        often(50000);
+        often(1); // the first frequent taker: the owner from here on
+        adopted.set_value();
+        often(49999);
         ownerAdded = 50000;
         while (!stop) {
             often(1000);
             ownerAdded += 1000;
         }
     });
+    adopted.get_future().wait();
     std::thread rare([&] {
         for (int i = 0; i < 200; ++i) {
             ScopedLock guard(lock);
