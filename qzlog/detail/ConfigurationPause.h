@@ -46,9 +46,9 @@ private:
     static std::atomic<unsigned int> s_changes;
 };
 
-/// Scope guard for a configuration load. Takes, in this order: an
-/// AppenderListChange, the calling thread's own log context mutex, the buffer delivery mutex, the repository
-/// mutex, then every logger's lock in tree order; releases them in reverse.
+/// Scope guard for a configuration load. Takes, in this order: an AppenderListChange,
+/// the calling thread's own log context mutex, the buffer delivery mutex, the
+/// repository mutex, then every logger's lock in tree order; releases them in reverse.
 ///
 /// Why not LoggingPause alone: a load makes loggers and refolds levels,
 /// which take the repository mutex, and a thread whose buffer fills holds
