@@ -61,7 +61,6 @@ struct BufferGlobals {
 };
 BufferGlobals* g = nullptr;
 
-
 void reportFault(const char* function, unsigned int number, const std::string& text,
                  unsigned int line = __builtin_LINE()) {
     _MSG_String(new CSourceContext("qzlog.std", "qzlog/LogBufferImpl", function, line),
@@ -531,9 +530,9 @@ void LogBufferImpl::freeThreadContext(unsigned int id) {
         list.erase(std::remove(list.begin(), list.end(), context), list.end());
         // Under the storage mutex, as sumLoggerCounts reads: the thread's
         // counts move to its loggers and are seen once, before or after.
-        Logger::getRepository();
-        context->forEachCount([](unsigned short id, uint64_t logged, uint64_t issued) {
-            if (Logger* logger = Logger::m_repository->findLogger(id)) {
+        LoggerRepository& repository = Logger::getRepository();
+        context->forEachCount([&repository](unsigned short id, uint64_t logged, uint64_t issued) {
+            if (Logger* logger = repository.findLogger(id)) {
                 logger->eventsLogged.fetch_add(logged, std::memory_order_relaxed);
                 __atomic_fetch_add(&logger->eventsIssued, issued, __ATOMIC_RELAXED);
             }
