@@ -79,22 +79,6 @@ LogThreadContext* makeContext(unsigned int number, uint64_t threadId) {
 
 //===-- Token writers -------------------------------------------------------===//
 
-inline void LogBufferImpl::write16(uint16_t v) {
-    std::memcpy(cursor, &v, 2);
-    cursor += 2;
-}
-
-inline void LogBufferImpl::write32(uint32_t v) {
-    std::memcpy(cursor, &v, 4);
-    cursor += 4;
-}
-
-inline void LogBufferImpl::writeBytes(const void* data, size_t n) {
-    if (n)
-        std::memcpy(cursor, data, n);
-    cursor += n;
-}
-
 LogBufferImpl::LogBufferImpl()
     : currentBuffer(nullptr), cursor(nullptr), remaining(0), currentEvent(nullptr),
       eventStart(nullptr), detailStart(nullptr), openDetails(0), context(nullptr) {

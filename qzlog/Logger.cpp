@@ -7,6 +7,7 @@
 #include "qzlog/detail/LogThreadContext.h"
 #include "qzlog/detail/LoggerName.h"
 #include "qzlog/LoggerRepository.h"
+#include "qzlog/LoggingTime.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -217,6 +218,84 @@ void Logger::setLevel(unsigned char newLevel) {
     getRepository().recalculateEffectiveLevels();
 }
 
+namespace {
+// The event's time: the clock thread's stamp read inline while that thread
+// runs and is being read, as LoggingTime::getCurrentTime would read it;
+// otherwise getCurrentTime itself, which wakes the thread or asks the system.
+inline void eventTime(timeval32_t* out) {
+    constexpr auto relaxed = std::memory_order_relaxed;
+    if (LoggingTime::m_getTimeStamp != &LoggingTime::wakeUpTimeThread ||
+        LoggingTime::m_timerIdle.load(relaxed) || !LoggingTime::m_timerUsed.load(relaxed)) {
+        LoggingTime::getCurrentTime(out);
+        return;
+    }
+    const uint64_t stamp = LoggingTime::m_timeStamp->load(relaxed);
+    uint32_t sec = static_cast<uint32_t>(stamp >> 32);
+    uint32_t usec = static_cast<uint32_t>(stamp);
+    // As getCurrentTime: exactly 1,000,000 microseconds is not carried.
+    while (usec > 1000000) {
+        usec -= 1000000;
+        sec += 1;
+    }
+    out->tv_sec = sec;
+    out->tv_usec = usec;
+}
+} // namespace
+
+void Logger::logPacked(const char* file, const char* function, unsigned short line, unsigned char lvl,
+                       const char* format, const LogArg* args, unsigned short count) {
+    // The recursion guard, the event, its details and the walk to the root,
+    // as the unpacked log() does them through LoggingRecursionCheck,
+    // LoggingEvent and LogBuffer, in one frame.
+    int* const errnoAt = &errno;
+    const int saved = *errnoAt;
+    LogThreadContext* own = t_ownContext;
+    if (__builtin_expect(!own, 0)) {
+        own = LogBufferImpl::getThreadContext(0);
+        *errnoAt = saved;
+        if (!own)
+            return;
+    }
+    if (own->recursion != 0)
+        return;
+    own->recursion = 1;
+    own->savedErrno = saved;
+    // Held for the whole call, so that a flush from another thread cannot
+    // take the buffer away between the event and its details.
+    own->mutex.ownerLock();
+    if (LogBufferImpl* const buffer = static_cast<LogBufferImpl*>(own->buffer)) {
+        LoggingEvent event(LoggingEvent::Blank{}, buffer);
+        LocationIndependentAttributes& a = event.attributes.attributes;
+        LoggerRepository* repository = __atomic_load_n(&m_repository, __ATOMIC_ACQUIRE);
+        a.sequence = (repository ? repository : &getRepository())->getEventSequence();
+        a.threadNumber = own->threadContextNumber;
+        eventTime(&a.time);
+        a.loggerId = id;
+        a.level = lvl;
+        event.attributes.constructorInit(file, line, format, function, count);
+        buffer->openEvent(&event);
+        for (unsigned short i = 0; i < count && i < LoggingEvent::MaxDetails; ++i) {
+            const LogArg& arg = args[i];
+            // Typed before it is stored: a detail that starts a new buffer
+            // moves the details already stored, by the event's count.
+            event.types[i] = arg.type;
+            event.details[i] = static_cast<const unsigned char*>(
+                arg.byAddress() ? buffer->addDetail(arg.type, arg.bytes(), arg.length)
+                                : buffer->addValueDetail(arg.type, arg.value, arg.length));
+            event.count = i + 1u;
+        }
+        event.bufferBlock = reinterpret_cast<uintptr_t>(buffer->getCurrentBuffer());
+        event.bufferStart = buffer->getEventStart();
+        event.bufferLength = event.bufferStart && buffer->getCursor()
+                                 ? static_cast<uint64_t>(buffer->getCursor() - event.bufferStart)
+                                 : 0;
+        doAppend(&event);
+    }
+    own->mutex.ownerUnlock();
+    own->recursion -= 1;
+    *errnoAt = own->savedErrno;
+}
+
 void Logger::doAppend(const LoggingEvent* event) {
     const unsigned char eventLevel = event->attributes.attributes.level;
     // Counted in the calling thread's own context: no shared write per event.
@@ -282,7 +361,9 @@ Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), contex
 }
 
 Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
-    if (!buffer)
+    // By the context, not the buffer: a context without a buffer was still
+    // entered, and must be left.
+    if (!context)
         return;
     context->mutex.ownerUnlock();
     context->recursion -= 1;

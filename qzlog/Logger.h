@@ -128,15 +128,26 @@ public:
         static_assert(sizeof...(Args) <= LoggingEvent::MaxDetails, "at most 16 log arguments");
         if (!isEnabledFor(lvl))
             return;
-        LoggingRecursionCheck guard;
-        if (!guard.buffer)
-            return;
-        LoggingEvent event(guard.buffer, format, file, function, line,
-                           static_cast<unsigned short>(sizeof...(Args)), id, lvl);
-        (event.addArg(args), ...);
-        event.setBufferLocation(guard.buffer);
-        doAppend(&event);
+        if constexpr ((LogArg::Packs<Args>::value && ...)) {
+            // The usual statement: its arguments packed on the stack, and the
+            // whole event made in one call.
+            const LogArg packed[sizeof...(Args) ? sizeof...(Args) : 1] = {LogArg::of(args)...};
+            logPacked(file, function, line, lvl, format, packed, static_cast<unsigned short>(sizeof...(Args)));
+        } else {
+            LoggingRecursionCheck guard;
+            if (!guard.buffer)
+                return;
+            LoggingEvent event(guard.buffer, format, file, function, line,
+                               static_cast<unsigned short>(sizeof...(Args)), id, lvl);
+            (event.addArg(args), ...);
+            event.setBufferLocation(guard.buffer);
+            doAppend(&event);
+        }
     }
+
+    /// log() with its arguments packed: the same event, stored the same way.
+    void logPacked(const char* file, const char* function, unsigned short line, unsigned char lvl,
+                   const char* format, const LogArg* args, unsigned short count);
 
     /// Offers `event` to this logger's appenders and, while additivity holds,
     /// to its ancestors'; counts it once in eventsLogged.

@@ -11,10 +11,12 @@
 
 #include "qzstd/Export.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 // A JSON value can be a log argument; its class lives on a floor above this
 // one, which also defines LoggingEvent::operator<<(const JsonValue&).
@@ -110,6 +112,81 @@ struct QZ_API EventAttributes {
     static unsigned long sourceCount();
 
     static MultiThreading::Mutex* m_PoolMutex;
+};
+
+/// One argument of a log statement as the statement hands it over to the
+/// library in a single call (Logger::log): its stored type and length, and
+/// its value when it is a number, a pointer or a time, or the address of its
+/// bytes when it is a text or raw data. `of` mirrors LoggingEvent::addArg
+/// overload for overload, so an argument is stored the same either way.
+struct QZ_API LogArg {
+    uint64_t value;    ///< the value's bytes, or the address of a LogString, LogUTF16 or LogRaw payload
+    uint32_t length;   ///< the bytes stored
+    LogDataType type;
+
+    /// A payload stored by address rather than by value.
+    bool byAddress() const { return type == LogString || type == LogUTF16 || type == LogRaw; }
+    const void* bytes() const {
+        return byAddress() ? reinterpret_cast<const void*>(static_cast<uintptr_t>(value)) : &value;
+    }
+
+    template <typename T>
+    static LogArg bits(LogDataType type, T v) {
+        static_assert(sizeof(T) <= 8, "a value of at most 8 bytes");
+        LogArg a{0, sizeof(T), type};
+        std::memcpy(&a.value, &v, sizeof(T));
+        return a;
+    }
+    static LogArg at(LogDataType type, const void* p, unsigned long n) {
+        return LogArg{reinterpret_cast<uintptr_t>(p), static_cast<uint32_t>(n), type};
+    }
+
+    static LogArg of(float v) { return bits(LogFloat, v); }
+    static LogArg of(double v) { return of(static_cast<float>(v)); }
+    static LogArg of(short v) { return bits(LogShort, v); }
+    static LogArg of(unsigned short v) { return bits(LogUnsignedShort, v); }
+    static LogArg of(int v) { return bits(LogInt, v); }
+    static LogArg of(char v) { return of(static_cast<int>(v)); }
+    static LogArg of(signed char v) { return of(static_cast<int>(v)); }
+    static LogArg of(unsigned char v) { return of(static_cast<int>(v)); }
+    static LogArg of(bool v) { return of(static_cast<int>(v)); }
+    static LogArg of(unsigned int v) { return bits(LogUnsignedInt, v); }
+    static LogArg of(long v) { return bits(LogLong, v); }
+    static LogArg of(long long v) { return of(static_cast<long>(v)); }
+    static LogArg of(unsigned long v) { return bits(LogUnsignedLong, v); }
+    static LogArg of(unsigned long long v) { return of(static_cast<unsigned long>(v)); }
+    static LogArg of(const char* v) { return v ? at(LogString, v, std::strlen(v) + 1) : at(LogString, "<nul>", 6); }
+    static LogArg of(char* v) { return of(static_cast<const char*>(v)); }
+    static LogArg of(const std::string& v) { return at(LogString, v.c_str(), v.size() + 1); }
+    static LogArg of(const LoggingRawData& v) { return at(LogRaw, v.data, v.length); }
+    static LogArg of(const timeval32_t& v) { return bits(LogTime, v); }
+    static LogArg of(const char16_t* v) {
+        static const char16_t nul[] = u"<nul>";
+        if (!v)
+            return at(LogUTF16, nul, sizeof nul);
+        size_t n = 0;
+        while (v[n])
+            ++n;
+        return at(LogUTF16, v, (n + 1) * 2);
+    }
+    static LogArg of(std::nullptr_t) { return bits(LogPointer, uint64_t{0}); }
+    template <typename T>
+    static LogArg of(T* v) {
+        return bits(LogPointer, static_cast<uint64_t>(reinterpret_cast<uintptr_t>(static_cast<const void*>(v))));
+    }
+    template <typename T, typename std::enable_if<std::is_enum<T>::value, int>::type = 0>
+    static LogArg of(T v) {
+        return of(static_cast<int>(v));
+    }
+
+    /// Whether an argument of type T goes through `of`. A JSON value or a
+    /// call stack is stored by its own code on the event instead.
+    template <typename T, typename = void>
+    struct Packs : std::false_type {};
+    template <typename T>
+    struct Packs<T, decltype(void(of(std::declval<const T&>())))>
+        : std::integral_constant<bool, !std::is_same<typename std::decay<T>::type, ::JsonValue>::value &&
+                                           !std::is_same<typename std::decay<T>::type, LoggingCallStack>::value> {};
 };
 
 /// One event, on the stack of the logging thread. Owns nothing: `details`
@@ -219,6 +296,12 @@ public:
     LogBuffer* buffer;
 
 private:
+    friend class Logger;
+    /// An event whose attributes the caller fills in (Logger::log).
+    struct Blank {};
+    explicit LoggingEvent(Blank, LogBuffer* buf)
+        : count(0), bufferBlock(0), bufferStart(nullptr), bufferLength(0), buffer(buf) {}
+
     void addPointer(const void* p) {
         uint64_t v = reinterpret_cast<uintptr_t>(p);
         addDetail(LogPointer, &v, 8);

@@ -23,6 +23,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace qzs {
@@ -70,6 +71,48 @@ public:
     /// Appends one detail of the open event; writes nothing and returns the
     /// cursor when no event is open. Payloads over 64 KiB are cut.
     const void* addDetail(LogDataType type, const void* data, unsigned long length) override;
+
+    /// addEvent for the usual event: nothing open, room left, and the same
+    /// logger, level and time as the previous event of a statement already
+    /// written in full here, so only the short event token is due. Anything
+    /// else goes to addEvent.
+    void openEvent(LoggingEvent* event) {
+        const EventAttributes& ea = event->attributes;
+        const LocationIndependentAttributes& now = ea.attributes;
+        const LocationIndependentAttributes& before = eventAttributes.attributes;
+        if (__builtin_expect(openDetails != 0 || remaining < 9 || !currentBuffer ||
+                                 now.loggerId != before.loggerId || now.level != before.level ||
+                                 now.time.tv_sec != before.time.tv_sec ||
+                                 now.time.tv_usec != before.time.tv_usec || !eventIds.find(ea.eventId),
+                             0)) {
+            addEvent(event);
+            return;
+        }
+        eventAttributes = ea;
+        eventStart = cursor;
+        write8('A');
+        write32(ea.eventId);
+        write32(ea.attributes.sequence);
+        remaining -= 9;
+        currentBuffer->eventCount += 1;
+        currentEvent = event;
+        detailStart = cursor;
+        openDetails = ea.location ? ea.location->argCount : 0;
+    }
+    /// addDetail for a value of at most 8 bytes held in `bits`: one 8-byte
+    /// store, the bytes past `length` overwritten by what follows. Returns
+    /// where the value lies.
+    const void* addValueDetail(LogDataType type, uint64_t bits, uint32_t length) {
+        if (__builtin_expect(openDetails == 0 || remaining <= 13, 0))
+            return addDetail(type, &bits, length);
+        unsigned char* at = cursor + 1;
+        *cursor = static_cast<unsigned char>(type);
+        std::memcpy(at, &bits, 8);
+        cursor = at + length;
+        remaining -= length + 1;
+        --openDetails;
+        return at;
+    }
 
     /// Raw copy with no type byte; false (nothing written) unless it fits.
     bool addDetail(const void* data, unsigned long length);
@@ -164,9 +207,19 @@ public:
 private:
     const void* addDetailSlow(LogDataType type, const void* data, unsigned long length);
     void write8(unsigned char v) { *cursor++ = v; }
-    void write16(uint16_t v);
-    void write32(uint32_t v);
-    void writeBytes(const void* data, size_t n);
+    void write16(uint16_t v) {
+        std::memcpy(cursor, &v, 2);
+        cursor += 2;
+    }
+    void write32(uint32_t v) {
+        std::memcpy(cursor, &v, 4);
+        cursor += 4;
+    }
+    void writeBytes(const void* data, size_t n) {
+        if (n)
+            std::memcpy(cursor, data, n);
+        cursor += n;
+    }
     void resetEventAttributes();
 };
 

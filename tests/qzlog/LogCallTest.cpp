@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -260,6 +261,92 @@ TEST_F(LogCallTest, EventIdsAndLocationRecords) {
     log.logger->log(g_sourceA, "f", 500, Level::Info, "other format %d", 2);
     EXPECT_EQ(spy.locations[6], spy.locations[4]);
     EXPECT_EQ(spy.last(), "from A\n");
+    log.logger->removeAppender(spy);
+}
+
+// Records each event's stored details: type letter, then the bytes.
+class DetailSpy : public CaptureAppender {
+public:
+    using CaptureAppender::CaptureAppender;
+    void append(const LoggingEvent* event) override {
+        std::string stored;
+        for (unsigned i = 0; i < event->count; ++i) {
+            const unsigned char* d = event->details[i];
+            size_t n = 0;
+            switch (event->types[i]) {
+            case LogShort: case LogUnsignedShort: n = 2; break;
+            case LogFloat: case LogInt: case LogUnsignedInt: n = 4; break;
+            case LogString: n = std::strlen(reinterpret_cast<const char*>(d)) + 1; break;
+            case LogUTF16: while (d[n] || d[n + 1]) n += 2; n += 2; break;
+            case LogRaw: { uint32_t len; std::memcpy(&len, d, 4); n = 4 + len; break; }
+            default: n = 8;
+            }
+            if (d < event->bufferStart || d + n > event->bufferStart + event->bufferLength)
+                ++outside;
+            stored += static_cast<char>(event->types[i]);
+            stored.append(reinterpret_cast<const char*>(d), n);
+        }
+        events.push_back(stored);
+        CaptureAppender::append(event);
+    }
+    std::vector<std::string> events;
+    int outside = 0; ///< details lying outside the event's own bytes
+};
+
+// A statement as log() makes it when an argument cannot be packed: the
+// event first, then each argument added to it.
+template <typename... A>
+void logOneByOne(Logger* logger, const char* format, const A&... args) {
+    Logger::LoggingRecursionCheck guard;
+    ASSERT_NE(guard.buffer, nullptr);
+    LoggingEvent event(guard.buffer, format, __FILE__, __func__, __LINE__,
+                       static_cast<unsigned short>(sizeof...(A)), logger->id, Level::Info);
+    (event.addArg(args), ...);
+    event.setBufferLocation(guard.buffer);
+    logger->doAppend(&event);
+}
+
+TEST_F(LogCallTest, PackedArgumentsAreStoredAsTheEventStoresThem) {
+    // Every argument kind, packed in one call and added one by one: the same
+    // types and bytes, the conversions (char to int, double to float, a
+    // non-const char16_t* as a pointer) included.
+    DetailSpy spy("detail.spy");
+    log.logger->addAppender(spy);
+    enum Colour { Red, Green };
+    const char* none = nullptr;
+    char text[] = "mutable";
+    char16_t wide[] = u"wide";
+    const unsigned char raw[] = {1, 2, 0, 3};
+    const timeval32_t when = {1700000000u, 42u};
+    auto both = [&](auto... args) {
+        const size_t before = spy.events.size();
+        QZT_LOG(log.logger, Level::Info, "kinds", args...);
+        logOneByOne(log.logger, "kinds", args...);
+        ASSERT_EQ(spy.events.size(), before + 2);
+        EXPECT_EQ(spy.events[before], spy.events[before + 1]);
+        EXPECT_GT(spy.events[before].size(), sizeof...(args));
+    };
+    both(static_cast<short>(-2), static_cast<unsigned short>(3), -4, 'c', static_cast<signed char>(-5),
+         static_cast<unsigned char>(250), true, 6u, -7L, -8LL, 9UL, 10ULL, 1.5f, 2.25, Green);
+    both("literal", none, text, std::string("string"), LoggingRawData(raw, sizeof raw),
+         LoggingRawData(nullptr, 9), when, u"const wide", static_cast<const char16_t*>(nullptr), wide,
+         nullptr, static_cast<void*>(text), &when);
+    log.logger->removeAppender(spy);
+}
+
+TEST_F(LogCallTest, PackedEventMovesWholeWhenADetailDoesNotFit) {
+    // A text that does not fit starts a new buffer in the middle of the
+    // event; the number stored before it moves along, into the event's new
+    // bytes.
+    DetailSpy spy("move.spy");
+    log.logger->addAppender(spy);
+    const std::string chunk(60000, 'f');
+    for (int i = 0; i < 40; ++i) {
+        QZT_LOG(log.logger, Level::Info, "%d %s %ld", i, chunk, 100L + i);
+        const std::string& line = log.capture->last();
+        ASSERT_EQ(line, std::to_string(i) + " " + chunk + " " + std::to_string(100 + i)) << "event " << i;
+    }
+    EXPECT_EQ(spy.outside, 0);
     log.logger->removeAppender(spy);
 }
 
