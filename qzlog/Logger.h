@@ -7,7 +7,9 @@
 // The road of a statement: the caller's inline guard tests the effective byte
 // and m_retraceEventMask before any argument is evaluated (see LogMacros.h);
 // log() tests again, guards against recursion, builds the event on the stack
-// with its arguments stored raw, and doAppend() walks towards the root.
+// with its arguments stored raw, and doAppend() walks towards the root. A
+// statement of plain arguments (LogArg) does all of that in one call,
+// logPacked().
 //
 //===----------------------------------------------------------------------===//
 #ifndef QZLOG_LOGGER_H
