@@ -229,40 +229,48 @@ inline void eventTime(timeval32_t* out) {
         LoggingTime::getCurrentTime(out);
         return;
     }
-    const uint64_t stamp = LoggingTime::m_timeStamp->load(relaxed);
-    uint32_t sec = static_cast<uint32_t>(stamp >> 32);
-    uint32_t usec = static_cast<uint32_t>(stamp);
-    // As getCurrentTime: exactly 1,000,000 microseconds is not carried.
-    while (usec > 1000000) {
-        usec -= 1000000;
-        sec += 1;
-    }
-    out->tv_sec = sec;
-    out->tv_usec = usec;
+    LoggingTime::fromStamp(LoggingTime::m_timeStamp->load(relaxed), out);
 }
-} // namespace
 
-void Logger::logPacked(const char* file, const char* function, unsigned short line, unsigned char lvl,
-                       const char* format, const LogArg* args, unsigned short count) {
-    // The recursion guard, the event, its details and the walk to the root,
-    // as the unpacked log() does them through LoggingRecursionCheck,
-    // LoggingEvent and LogBuffer, in one frame.
-    int* const errnoAt = &errno;
+// Enters a log call on the calling thread: its context, or null when the
+// thread is inside a log call already (or has no context to be had). errno
+// is as it was on return, and is kept in the context for leaveLogCall.
+inline LogThreadContext* enterLogCall(int* errnoAt) {
     const int saved = *errnoAt;
     LogThreadContext* own = t_ownContext;
     if (__builtin_expect(!own, 0)) {
         own = LogBufferImpl::getThreadContext(0);
         *errnoAt = saved;
         if (!own)
-            return;
+            return nullptr;
     }
     if (own->recursion != 0)
-        return;
+        return nullptr;
     own->recursion = 1;
     own->savedErrno = saved;
     // Held for the whole call, so that a flush from another thread cannot
     // take the buffer away between the event and its details.
     own->mutex.ownerLock();
+    *errnoAt = saved;
+    return own;
+}
+
+inline void leaveLogCall(LogThreadContext* own, int* errnoAt) {
+    own->mutex.ownerUnlock();
+    own->recursion -= 1;
+    *errnoAt = own->savedErrno;
+}
+} // namespace
+
+void Logger::logPacked(const char* file, const char* function, unsigned short line, unsigned char lvl,
+                       const char* format, const LogArg* args, unsigned short count) {
+    // The guard, the event, its details and the walk to the root, as the
+    // unpacked log() does them through LoggingRecursionCheck, LoggingEvent and
+    // LogBuffer, in one frame.
+    int* const errnoAt = &errno;
+    LogThreadContext* const own = enterLogCall(errnoAt);
+    if (!own)
+        return;
     if (LogBufferImpl* const buffer = static_cast<LogBufferImpl*>(own->buffer)) {
         LoggingEvent event(LoggingEvent::Blank{}, buffer);
         LocationIndependentAttributes& a = event.attributes.attributes;
@@ -284,16 +292,10 @@ void Logger::logPacked(const char* file, const char* function, unsigned short li
                                 : buffer->addValueDetail(arg.type, arg.value, arg.length));
             event.count = i + 1u;
         }
-        event.bufferBlock = reinterpret_cast<uintptr_t>(buffer->getCurrentBuffer());
-        event.bufferStart = buffer->getEventStart();
-        event.bufferLength = event.bufferStart && buffer->getCursor()
-                                 ? static_cast<uint64_t>(buffer->getCursor() - event.bufferStart)
-                                 : 0;
+        buffer->locate(event);
         doAppend(&event);
     }
-    own->mutex.ownerUnlock();
-    own->recursion -= 1;
-    *errnoAt = own->savedErrno;
+    leaveLogCall(own, errnoAt);
 }
 
 void Logger::doAppend(const LoggingEvent* event) {
@@ -345,29 +347,16 @@ void Logger::doAppend(const LoggingEvent* event) {
         LogThreadContext::bump(mine->logged, 1);
 }
 
-Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(nullptr) {
-    int saved = errno;
-    LogThreadContext* own = LogBufferImpl::ownContext();
-    if (own && own->recursion == 0) {
-        context = own;
-        context->recursion = 1;
-        context->savedErrno = saved;
-        // Held for the whole call, so that a flush from another thread cannot
-        // take the buffer away between the event and its details.
-        context->mutex.ownerLock();
+Logger::LoggingRecursionCheck::LoggingRecursionCheck() : buffer(nullptr), context(enterLogCall(&errno)) {
+    if (context)
         buffer = context->buffer;
-    }
-    errno = saved;
 }
 
 Logger::LoggingRecursionCheck::~LoggingRecursionCheck() {
     // By the context, not the buffer: a context without a buffer was still
     // entered, and must be left.
-    if (!context)
-        return;
-    context->mutex.ownerUnlock();
-    context->recursion -= 1;
-    errno = context->savedErrno;
+    if (context)
+        leaveLogCall(context, &errno);
 }
 
 } // namespace qzlog

@@ -193,12 +193,8 @@ void LoggingEvent::addArg(const LoggingCallStack& stack) {
 
 void LoggingEvent::setBufferLocation(const LogBuffer* buf) {
     // LogBufferImpl is the one real buffer class.
-    const LogBufferImpl* impl = static_cast<const LogBufferImpl*>(buf);
-    if (!impl)
-        return;
-    bufferBlock = reinterpret_cast<uintptr_t>(impl->getCurrentBuffer());
-    bufferStart = impl->getEventStart();
-    bufferLength = bufferStart && impl->getCursor() ? static_cast<uint64_t>(impl->getCursor() - bufferStart) : 0;
+    if (buf)
+        static_cast<const LogBufferImpl*>(buf)->locate(*this);
 }
 
 namespace {

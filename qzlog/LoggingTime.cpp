@@ -120,16 +120,7 @@ unsigned int LoggingTime::TimeThread(void*) {
 }
 
 void LoggingTime::getCurrentTime(timeval32_t* out) {
-    uint64_t stamp = currentStamp();
-    uint32_t sec = static_cast<uint32_t>(stamp >> 32);
-    uint32_t usec = static_cast<uint32_t>(stamp);
-    // Kept as it is: exactly 1,000,000 microseconds is not carried.
-    while (usec > 1000000) {
-        usec -= 1000000;
-        sec += 1;
-    }
-    out->tv_sec = sec;
-    out->tv_usec = usec;
+    fromStamp(currentStamp(), out);
 }
 
 void LoggingTime::getCurrentTime(timeval* out) {

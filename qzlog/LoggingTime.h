@@ -46,6 +46,19 @@ public:
     /// Microseconds since start-up.
     static long getElapsedTime();
 
+    /// A stamp as seconds and microseconds. Kept as it is: exactly 1,000,000
+    /// microseconds is not carried.
+    static void fromStamp(uint64_t stamp, timeval32_t* out) {
+        uint32_t sec = static_cast<uint32_t>(stamp >> 32);
+        uint32_t usec = static_cast<uint32_t>(stamp);
+        while (usec > 1000000) {
+            usec -= 1000000;
+            sec += 1;
+        }
+        out->tv_sec = sec;
+        out->tv_usec = usec;
+    }
+
     /// Takes a fresh stamp from the system and stores it.
     static uint64_t setTimeStamp();
     /// The reader's path: the cached stamp, or a fresh one that wakes the

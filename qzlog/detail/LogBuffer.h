@@ -114,6 +114,14 @@ public:
         return at;
     }
 
+    /// Records in `event` where it lies in this buffer, once it is complete
+    /// (LoggingEvent::setBufferLocation).
+    void locate(LoggingEvent& event) const {
+        event.bufferBlock = reinterpret_cast<uintptr_t>(currentBuffer);
+        event.bufferStart = eventStart;
+        event.bufferLength = eventStart && cursor ? static_cast<uint64_t>(cursor - eventStart) : 0;
+    }
+
     /// Raw copy with no type byte; false (nothing written) unless it fits.
     bool addDetail(const void* data, unsigned long length);
     /// Token writers; each checks its room first and writes nothing when the
